@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -50,15 +51,21 @@ enum class Op {
 const char* opName(Op op);
 
 // One scripted failure. It matches calls of `op` whose path contains
-// `pathContains` (any path when empty; for file-handle operations the path
-// the handle was opened with), lets `skip` matching calls pass, then acts on
+// `pathContains` and whose target contains `targetContains` (either test is
+// left out when empty; for file-handle operations the path is the one the
+// handle was opened with; the target is that of a move or copy) and which
+// `when` accepts, if set. It lets `skip` matching calls pass, then acts on
 // the next `times` matching calls (every later one when `times` is 0).
+// Each fault counts matching calls from its own injection; when several could
+// act on one call, the earliest injected acts.
 struct Fault {
   Op op = Op::Write;
   WinError error = kGeneralFailure;
   uint32_t times = 1;
   uint32_t skip = 0;
   std::string pathContains;
+  std::string targetContains;
+  std::function<bool(const std::string& path, const std::string& target)> when;
   // Read and Write only: transfer at most this many bytes (really, through
   // the forwarded platform) before reporting `error`; with error 0 this is a
   // short transfer that succeeds.
@@ -67,7 +74,7 @@ struct Fault {
 
 // One recorded call.
 struct Call {
-  Op op;
+  Op op = Op::OpenExclusive;
   std::string path;            // the file, the source of a move or copy, or empty
   std::string target;          // the target of a move or copy, else empty
   uint64_t amount = 0;         // bytes asked to read or write, milliseconds to sleep, release count
@@ -88,6 +95,9 @@ class FaultInjectingPlatform : public Platform {
   void failNext(Op op, WinError error, uint32_t times = 1, uint32_t skip = 0);
   // Fails the next `times` calls of `op` whose path contains `pathPart`.
   void failOnPath(Op op, const std::string& pathPart, WinError error, uint32_t times = 1);
+  // Fails the next `times` moves or copies from exactly `from` to exactly `to`.
+  void failTransfer(Op op, const std::string& from, const std::string& to, WinError error,
+                    uint32_t times = 1);
   // Fails every call of `op` from now on.
   void failAlways(Op op, WinError error);
   // The next write writes only `bytes` bytes and reports success.
@@ -139,7 +149,7 @@ class FaultInjectingPlatform : public Platform {
   };
 
   // The fault acting on this call, if any (consumes one use of it).
-  std::optional<Fault> take(Op op, const std::string& path);
+  std::optional<Fault> take(Op op, const std::string& path, const std::string& target = {});
   std::string pathOf(FileHandle file) const;
   void record(Call call);
 

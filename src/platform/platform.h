@@ -18,6 +18,7 @@ inline constexpr WinError kSuccess = 0;
 inline constexpr WinError kFileNotFound = 2;
 inline constexpr WinError kPathNotFound = 3;
 inline constexpr WinError kAccessDenied = 5;
+inline constexpr WinError kInvalidHandle = 6;
 inline constexpr WinError kNotEnoughMemory = 8;
 inline constexpr WinError kGeneralFailure = 31;
 inline constexpr WinError kSharingViolation = 32;
@@ -25,6 +26,9 @@ inline constexpr WinError kFileExists = 80;
 inline constexpr WinError kInvalidParameter = 87;
 inline constexpr WinError kDiskFull = 112;
 inline constexpr WinError kInvalidName = 123;
+inline constexpr WinError kTooManyPosts = 298;  // a release beyond the semaphore's maximum
+
+inline constexpr uint32_t kSemaphoreMaximum = 0x7FFFFFFF;
 
 // An open file: a descriptor, -1 when closed.
 struct FileHandle {
