@@ -37,12 +37,15 @@ class LockGuard {
   LockGuard(RwLock& lock, uint32_t useLocking, Mode mode);
   ~LockGuard();
   LockGuard(const LockGuard&) = delete;
+  // The failure of a wait that could not take the lock, else errOk.
+  int32_t result() const { return result_; }
   LockGuard& operator=(const LockGuard&) = delete;
 
  private:
   RwLock* lock_;
   uint32_t enabled_;
   bool held_ = false;
+  int32_t result_ = 0;
 };
 
 }  // namespace trove
