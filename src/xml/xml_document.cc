@@ -1,20 +1,83 @@
+// The document: the tree's root, its owner, and the current root key that
+// bounds what the Registry methods see.
 #include "trove/result_codes.h"
 #include "xml/xml_tree.h"
 
 namespace trove {
 
-int32_t XmlDocument::attach(PropertiesMap*) { return errNotImplemented; }
-void XmlDocument::release() {}
-int32_t XmlDocument::selectRootKey(XmlNode*) { return errNotImplemented; }
-int32_t XmlDocument::setRootPath(const char*) { return errNotImplemented; }
-XmlNode* XmlDocument::resolveKey(const XmlNode*) const { return nullptr; }
-XmlNode* XmlDocument::nextSibling(const XmlNode*) const { return nullptr; }
-void XmlDocument::clearRootKey() {}
-int32_t XmlDocument::keyPath(const XmlNode*, char*, uint32_t, uint32_t*) const {
-  return errNotImplemented;
+int32_t XmlDocument::attach(PropertiesMap* owner) {
+  if (owner_ != nullptr) return errWrongState;
+  if (owner == nullptr) return errInvalidArgument;
+  owner_ = owner;
+  root_ = XmlNode::create(owner, "", 0);
+  if (root_ == nullptr) return errOutOfMemory;
+  rootKey_ = root_;
+  return errOk;
 }
-int32_t XmlDocument::rootKeyPath(const XmlNode*, char*, uint32_t, uint32_t*) const {
-  return errNotImplemented;
+
+// The owner stays recorded, so a released document is not attached again;
+// the root and root key are cleared so that nothing can reach freed nodes.
+void XmlDocument::release() {
+  if (owner_ != nullptr && root_ != nullptr) XmlNode::destroy(root_);
+  root_ = nullptr;
+  rootKey_ = nullptr;
+}
+
+int32_t XmlDocument::selectRootKey(XmlNode* node) {
+  if (root_ == nullptr) return errWrongState;
+  if (node == nullptr) {
+    rootKey_ = root_;
+    return errOk;
+  }
+  if (root_->findParent(node) == nullptr) return errEntryNotFound;
+  rootKey_ = node;
+  return errOk;
+}
+
+int32_t XmlDocument::setRootPath(const char* path) {
+  if (root_ == nullptr) return errWrongState;
+  if (path == nullptr) return errInvalidArgument;
+  if (*path == '\0') {
+    rootKey_ = root_;
+    return errOk;
+  }
+  XmlNode* node = root_->findPath(path, nullptr);
+  if (node == nullptr) return errEntryNotFound;
+  rootKey_ = node;
+  return errOk;
+}
+
+XmlNode* XmlDocument::resolveKey(const XmlNode* node) const {
+  if (root_ == nullptr) return nullptr;
+  if (node == nullptr) return rootKey_;
+  // Found in the root key's subtree, the pointer is one of our own nodes.
+  if (rootKey_->findParent(node) == nullptr) return nullptr;
+  return const_cast<XmlNode*>(node);
+}
+
+XmlNode* XmlDocument::nextSibling(const XmlNode* node) const {
+  if (root_ == nullptr || node == nullptr) return nullptr;
+  const XmlNode* parent = rootKey_->findParent(node);
+  if (parent == nullptr) return nullptr;
+  // For the root key itself the parent found is the root key, which does not
+  // hold it: no sibling.
+  return parent->nextChild(node);
+}
+
+void XmlDocument::clearRootKey() {
+  if (rootKey_ != nullptr) rootKey_->clear();
+}
+
+int32_t XmlDocument::keyPath(const XmlNode* node, char* buffer, uint32_t size,
+                             uint32_t* length) const {
+  if (root_ == nullptr) return errWrongState;
+  return rootKey_->buildPath(node, buffer, size, length);
+}
+
+int32_t XmlDocument::rootKeyPath(const XmlNode* node, char* buffer, uint32_t size,
+                                 uint32_t* length) const {
+  if (root_ == nullptr) return errWrongState;
+  return root_->buildPath(node, buffer, size, length);
 }
 
 }  // namespace trove

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "types/value_codec.h"
 
@@ -26,6 +27,12 @@ struct XmlList {
   uint64_t count;
   Element* first;
   Element* last;
+
+  // The head seen as an element: `first`/`last` sit where an element keeps
+  // `next`/`prev`. The address is stored and compared, never dereferenced.
+  Element* sentinel() { return reinterpret_cast<Element*>(&first); }
+  const Element* sentinel() const { return reinterpret_cast<const Element*>(&first); }
+  bool empty() const { return first == sentinel(); }
 };
 
 struct XmlValue {
@@ -42,6 +49,10 @@ struct XmlNode {
   char* name;
   XmlList<XmlNode> children;
   XmlList<XmlValue> values;
+  // The node whose child list holds this one; null for the document root and
+  // while unlinked. Kept by the list operations; it lets the tree walk itself
+  // without a stack.
+  XmlNode* parent;
 
   // A new, unlinked node with a copy of `name` (length bytes) on the owner's
   // heap; null when the heap is exhausted.
@@ -71,6 +82,32 @@ struct XmlNode {
 
   const XmlNode* findParent(const XmlNode* target) const;
   int32_t buildPath(const XmlNode* target, char* buffer, uint32_t size, uint32_t* length) const;
+
+  // In-order visits for code that needs every child or value (the writer, a
+  // key copy) without the cost of indexed access. The callback must not
+  // change this node's lists.
+  template <class Visit>
+  void forEachChild(Visit&& visit) const {
+    for (const XmlNode* c = children.first; c != children.sentinel(); c = c->next) visit(*c);
+  }
+  template <class Visit>
+  void forEachValue(Visit&& visit) const {
+    for (const XmlValue* v = values.first; v != values.sentinel(); v = v->next) {
+      visit(static_cast<const char*>(v->name), static_cast<const ValueCodec*>(v->codec));
+    }
+  }
+
+ private:
+  XmlValue* firstValueNamed(const char* name) const;
+  XmlNode* firstChildNamed(std::string_view segment) const;
+  void appendChild(XmlNode* child);
+  void unlinkChild(XmlNode* child);
+  void destroyChild(XmlNode* child);
+  void appendValue(XmlValue* value);
+  void destroyValue(XmlValue* value);
+  void releaseValues();
+  int32_t makeValue(const char* name, TypeId type, const void* data, uint32_t size,
+                    const char* text);
 };
 
 class XmlDocument {
