@@ -1,0 +1,65 @@
+#include "host_directory.h"
+
+#include <algorithm>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "trove/host.h"
+
+namespace trove::host::directory {
+namespace {
+
+struct State {
+  std::mutex mutex;
+  std::vector<Host*> hosts;  // in order of creation
+  std::unordered_map<const void*, Host*> objects;
+};
+
+State& state() {
+  // Never destroyed: a module may trace from its static destructors.
+  static State* s = new State;
+  return *s;
+}
+
+}  // namespace
+
+void addHost(Host* host) {
+  std::lock_guard lock(state().mutex);
+  state().hosts.push_back(host);
+}
+
+void removeHost(Host* host) {
+  State& s = state();
+  std::lock_guard lock(s.mutex);
+  s.hosts.erase(std::remove(s.hosts.begin(), s.hosts.end(), host), s.hosts.end());
+  std::erase_if(s.objects, [host](const auto& entry) { return entry.second == host; });
+}
+
+void addObject(const void* object, Host* host) {
+  std::lock_guard lock(state().mutex);
+  state().objects[object] = host;
+}
+
+void removeObject(const void* object) {
+  std::lock_guard lock(state().mutex);
+  state().objects.erase(object);
+}
+
+std::shared_ptr<TraceSink> sinkFor(const void* object) {
+  State& s = state();
+  {
+    // The host's own mutex is taken under the directory's; a host leaves the
+    // directory before it goes, so it cannot vanish in between.
+    std::lock_guard lock(s.mutex);
+    auto found = s.objects.find(object);
+    Host* host = found != s.objects.end() ? found->second
+                 : s.hosts.empty()        ? nullptr
+                                          : s.hosts.back();
+    if (host) return host->traceSink();
+  }
+  static auto fallback = std::make_shared<StderrTraceSink>();
+  return fallback;
+}
+
+}  // namespace trove::host::directory
