@@ -1,0 +1,78 @@
+// A Registry object run by the module code linked into the test itself, not
+// by the module file: only this copy of the code sees the platform a test
+// installs (the module file has its own platform cell). The object lives on
+// the host heap like one the host made, and its host cells point at the
+// given host, so its trace lines reach that host's sink.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "frame/host_services.h"
+#include "frame/lifecycle.h"
+#include "frame/properties_map.h"
+#include "frame/property_accessors.h"
+#include "registry/registry_methods.h"
+#include "storage/store_file.h"
+#include "trove/abi.h"
+#include "trove/host.h"
+#include "trove/result_codes.h"
+
+namespace store_test {
+
+class InProcessStore {
+ public:
+  explicit InProcessStore(trove::host::Host& host) : memory_(TROVE_DATA_SIZE) {
+    trove::setRootObject(host.root());
+    trove::onDataInit(get(), 1);
+    // The host replaces the construction's placeholder services with its own.
+    static_cast<void**>(get())[1] = trove::host::servicesTable();
+  }
+  ~InProcessStore() { trove::onDataInit(get(), 0); }
+  InProcessStore(const InProcessStore&) = delete;
+  InProcessStore& operator=(const InProcessStore&) = delete;
+
+  void* get() const { return memory_.get(); }
+  trove::PropertiesMap& map() const { return *trove::PropertiesMap::from(get()); }
+
+  int32_t setName(const std::u16string& name) {
+    std::u16string terminated = name + u'\0';
+    uint32_t outSize = 0;
+    return trove::setName(get(), &outSize, TROVE_PROP_NAME, terminated.data(),
+                          static_cast<uint32_t>(terminated.size() * 2));
+  }
+  int32_t setName(const std::string& path) {
+    return setName(std::u16string(path.begin(), path.end()));
+  }
+
+  int32_t load() { return trove::onInitDone(get()); }
+  int32_t close() { return trove::onClose(get()); }
+  int32_t flush() { return trove::flush(get()); }
+
+  uint32_t changed() const { return map().changed.load(); }
+
+  // Sets the tDWORD "count" of the key at `keyPath`, creating both.
+  int32_t setCount(uint32_t value, const char* keyPath = "app") {
+    uint64_t key = TROVE_INVALID_KEY;
+    const int32_t opened = trove::OpenKey(get(), &key, 0, keyPath, 1);
+    if (opened < 0) return opened;
+    return trove::SetValue(get(), key, "count", TROVE_TDWORD, &value, 4, 1);
+  }
+  // The tDWORD "count" of the key at `keyPath`; 0xDEAD when absent.
+  uint32_t count(const char* keyPath = "app") {
+    uint64_t key = TROVE_INVALID_KEY;
+    if (trove::OpenKey(get(), &key, 0, keyPath, 0) < 0) return 0xDEAD;
+    uint32_t value = 0xDEAD;
+    uint32_t type = TROVE_TDWORD;
+    uint32_t required = 0;
+    if (trove::GetValue(get(), &required, key, "count", &type, &value, 4) < 0) return 0xDEAD;
+    return value;
+  }
+
+ private:
+  trove::host::HeapObject memory_;
+};
+
+}  // namespace store_test
