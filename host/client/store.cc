@@ -1,0 +1,155 @@
+#include "trove/client/store.h"
+
+#include <cstring>
+
+#include "store_state.h"
+#include "trove/client/error.h"
+#include "unicode_text.h"
+
+namespace trove {
+
+namespace client_detail {
+
+int32_t ReplacingMemoryIo::write(uint32_t* countWritten, uint64_t offset, const void* buffer,
+                                 uint32_t size) {
+  if (offset == 0) setContents({});
+  return MemoryStoreIo::write(countWritten, offset, buffer, size);
+}
+
+host::Host& sharedHost() {
+  // Lives as long as the process, so the module stays loaded for every store.
+  static host::Host* instance = [] {
+    auto* created = new host::Host();
+    host::Module module = created->loadModule();
+    if (!module.ok()) throw Error(module.status().code(), module.status().message());
+    return created;
+  }();
+  return *instance;
+}
+
+void StoreState::load() {
+  host::Host& host = sharedHost();
+  object = host.createObject(TROVE_IID_REGISTRY);
+  const std::string where = "open " + label();
+  check(object.status().code(), where);
+
+  if (!path.empty()) {
+    std::u16string name = utf16FromUtf8(path);
+    check(object.setName(name).code(), where);
+  } else {
+    check(object.setStoreIo(*memory).code(), where);
+  }
+  check(object.setField<uint32_t>(TROVE_PROP_READ_ONLY, options.readOnly ? 1 : 0).code(), where);
+  check(object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, options.saveOnClose ? 1 : 0).code(),
+        where);
+  check(object
+            .setField<uint32_t>(TROVE_PROP_OPEN_FLAGS,
+                                options.createIfMissing ? TROVE_OPEN_CREATE_IF_MISSING : 0)
+            .code(),
+        where);
+  check(object.setField<uint32_t>(TROVE_PROP_USE_LOCKING, options.locking ? 1 : 0).code(), where);
+  check(object.setField<uint8_t>(TROVE_PROP_BACKUP_MODE, options.backupMode).code(), where);
+  if (!options.rootPoint.empty()) check(object.setRootPoint(options.rootPoint).code(), where);
+
+  host::Status loaded = object.initDone();
+  if (!loaded.ok()) {
+    object = host::Object();  // a failed load writes nothing on close
+    throw Error(loaded.code(), where);
+  }
+  open = true;
+}
+
+void StoreState::unload(bool forceSave) {
+  if (!open) return;
+  open = false;
+  ++generation;
+  if (forceSave) object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 1);
+  // The close hook always answers 0; whether the store was written shows in
+  // the module's own flush result, which the host can ask for before closing.
+  int32_t saved = errOk;
+  if (forceSave || options.saveOnClose) saved = object.flush();
+  object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 0);
+  object = host::Object();
+  check(saved, "save " + label());
+}
+
+}  // namespace client_detail
+
+using client_detail::StoreState;
+
+Store Store::openFile(const std::string& path, const StoreOptions& options) {
+  auto state = std::make_shared<StoreState>();
+  state->path = path;
+  state->options = options;
+  state->load();
+  return Store(std::move(state));
+}
+
+Store Store::openMemory(std::string_view contents, const StoreOptions& options) {
+  auto state = std::make_shared<StoreState>();
+  state->options = options;
+  state->memory = std::make_unique<client_detail::ReplacingMemoryIo>(contents);
+  state->load();
+  return Store(std::move(state));
+}
+
+Store::Store(Store&&) noexcept = default;
+Store& Store::operator=(Store&& other) noexcept {
+  if (this != &other) {
+    try {
+      close();
+    } catch (const Error&) {
+    }
+    state_ = std::move(other.state_);
+  }
+  return *this;
+}
+
+Store::~Store() {
+  try {
+    close();
+  } catch (const Error&) {
+    // A destructor cannot report; the previous store file is intact.
+  }
+}
+
+Key Store::root() const {
+  if (!state_ || !state_->open) throw Error(errWrongState, "the store is closed");
+  TroveKey handle = TROVE_INVALID_KEY;
+  check(state_->call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &handle, TroveKey{0},
+                                   static_cast<const char*>(nullptr), 0u),
+        "open the root key of " + state_->label());
+  return Key(state_, handle, state_->generation);
+}
+
+void Store::save() {
+  if (!state_ || !state_->open) throw Error(errWrongState, "the store is closed");
+  state_->unload(true);
+  state_->load();
+}
+
+void Store::close() {
+  if (state_) state_->unload(false);
+}
+
+bool Store::isOpen() const {
+  return state_ && state_->open;
+}
+
+const std::string& Store::path() const {
+  return state_->path;
+}
+
+std::string Store::contents() const {
+  return state_ && state_->memory ? state_->memory->contents() : std::string();
+}
+
+host::Object& Store::object() const {
+  return state_->object;
+}
+
+void setTraceSink(std::shared_ptr<host::TraceSink> sink) {
+  client_detail::sharedHost().setTraceSink(std::move(sink));
+}
+
+}  // namespace trove

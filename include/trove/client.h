@@ -1,0 +1,17 @@
+// trove's C++ client API.
+//
+//   auto store = trove::Store::openFile("settings.xml", {.createIfMissing = true});
+//   auto window = store.createKey("Application/Window");
+//   window.set<uint32_t>("Width", 1280);
+//   uint32_t width = window.get<uint32_t>("Width");
+//   bool maximized = window.get("Maximized", false);
+//   for (const auto& value : window.values()) { ... value.name, value.type ... }
+//   store.close();  // the store is written back here, atomically
+//
+// Every failure throws trove::Error with the module's result code.
+#pragma once
+
+#include "trove/client/error.h"
+#include "trove/client/key.h"
+#include "trove/client/store.h"
+#include "trove/client/value_types.h"

@@ -1,0 +1,185 @@
+// A key of an open store: a handle with the store it belongs to. Keys are
+// cheap to copy; closing one releases nothing in the module, and a key whose
+// store was saved (reloaded) or closed throws errInvalidKey.
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "trove/abi.h"
+#include "trove/client/value_types.h"
+
+namespace trove {
+
+namespace client_detail {
+struct StoreState;
+}
+
+struct ValueInfo {
+  std::string name;
+  TroveTypeId type = 0;
+};
+
+class SubkeyRange;
+class ValueRange;
+
+class Key {
+ public:
+  Key() = default;
+
+  bool valid() const { return state_ != nullptr; }
+  TroveKey handle() const { return handle_; }
+
+  // The key's own name, and its full name from the store's root key
+  // (names joined by backslashes).
+  std::string name() const;
+  std::string path() const;
+
+  // The key at `path` below this one ("a/b" or "a\\b"); throws
+  // errEntryNotFound when there is none.
+  Key open(std::string_view path) const;
+  std::optional<Key> find(std::string_view path) const;
+  // Opens `path`, creating it and its missing ancestors.
+  Key create(std::string_view path) const;
+  // Deletes the key at `path` below this one, with everything below it.
+  void removeKey(std::string_view path) const;
+
+  uint32_t subkeyCount() const;
+  uint32_t valueCount() const;
+  SubkeyRange subkeys() const;
+  ValueRange values() const;
+
+  bool has(std::string_view name) const;
+  // The stored type of a value (throws errEntryNotFound when it is missing).
+  TroveTypeId type(std::string_view name) const;
+
+  // Reads a value in type T, converting from the stored type through its
+  // text form where they differ. Throws when it is missing or unconvertible.
+  template <typename T>
+  T get(std::string_view name) const {
+    T value{};
+    read(name, ValueType<T>::id, value);
+    return value;
+  }
+  // As get, but gives `fallback` when the value does not exist.
+  template <typename T>
+  T get(std::string_view name, T fallback) const {
+    if (!has(name)) return fallback;
+    return get<T>(name);
+  }
+  // Writes a value, creating it in type T when it does not exist; an
+  // existing value keeps its stored type and receives the converted value.
+  template <typename T>
+  void set(std::string_view name, const T& value) const {
+    write(name, ValueType<T>::id, value);
+  }
+  void set(std::string_view name, const char* text) const { set(name, std::string(text)); }
+  // Writes a value given in the text form of `type` ("0x1F", "true", "00FF").
+  void setText(std::string_view name, TroveTypeId type, std::string_view text) const;
+  // The value's text form in its stored type (what the store file holds).
+  std::string text(std::string_view name) const;
+
+  void remove(std::string_view name) const;
+  // Copies this key's values and subkeys, at any depth, into `destination`
+  // (which may belong to another store).
+  void copyTo(const Key& destination) const;
+
+ private:
+  friend class Store;
+  friend class SubkeyRange;
+  friend class ValueRange;
+  Key(std::shared_ptr<client_detail::StoreState> state, TroveKey handle, uint64_t generation)
+      : state_(std::move(state)), handle_(handle), generation_(generation) {}
+
+  client_detail::StoreState& state(const char* operation) const;
+  std::string describe(std::string_view what) const;
+  void readRaw(std::string_view name, TroveTypeId type, void* buffer, uint32_t size,
+               uint32_t* required) const;
+  void read(std::string_view name, TroveTypeId type, std::string& out) const;
+  void read(std::string_view name, TroveTypeId type, std::u16string& out) const;
+  void read(std::string_view name, TroveTypeId type, Bytes& out) const;
+  void read(std::string_view name, TroveTypeId type, bool& out) const;
+  template <typename T>
+  void read(std::string_view name, TroveTypeId type, T& out) const {
+    readRaw(name, type, &out, sizeof(T), nullptr);
+  }
+  void writeRaw(std::string_view name, TroveTypeId type, const void* data, uint32_t size) const;
+  void write(std::string_view name, TroveTypeId type, const std::string& value) const;
+  void write(std::string_view name, TroveTypeId type, const std::u16string& value) const;
+  void write(std::string_view name, TroveTypeId type, const Bytes& value) const;
+  void write(std::string_view name, TroveTypeId type, const bool& value) const;
+  template <typename T>
+  void write(std::string_view name, TroveTypeId type, const T& value) const {
+    writeRaw(name, type, &value, sizeof(T));
+  }
+
+  std::shared_ptr<client_detail::StoreState> state_;
+  TroveKey handle_ = 0;
+  uint64_t generation_ = 0;
+};
+
+// The subkeys of a key, in list order.
+class SubkeyRange {
+ public:
+  class iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = Key;
+    using difference_type = std::ptrdiff_t;
+    iterator(const Key* parent, uint32_t index) : parent_(parent), index_(index) {}
+    Key operator*() const;
+    iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator==(const iterator& other) const { return index_ == other.index_; }
+
+   private:
+    const Key* parent_;
+    uint32_t index_;
+  };
+  explicit SubkeyRange(Key parent) : parent_(std::move(parent)), count_(parent_.subkeyCount()) {}
+  iterator begin() const { return {&parent_, 0}; }
+  iterator end() const { return {&parent_, count_}; }
+  uint32_t size() const { return count_; }
+
+ private:
+  Key parent_;
+  uint32_t count_;
+};
+
+// The values of a key, in list order, with their stored types.
+class ValueRange {
+ public:
+  class iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = ValueInfo;
+    using difference_type = std::ptrdiff_t;
+    iterator(const Key* key, uint32_t index) : key_(key), index_(index) {}
+    ValueInfo operator*() const;
+    iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator==(const iterator& other) const { return index_ == other.index_; }
+
+   private:
+    const Key* key_;
+    uint32_t index_;
+  };
+  explicit ValueRange(Key key) : key_(std::move(key)), count_(key_.valueCount()) {}
+  iterator begin() const { return {&key_, 0}; }
+  iterator end() const { return {&key_, count_}; }
+  uint32_t size() const { return count_; }
+
+ private:
+  Key key_;
+  uint32_t count_;
+};
+
+}  // namespace trove

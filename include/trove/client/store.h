@@ -1,0 +1,71 @@
+// An open store: a Registry object of the trove module, loaded from a file
+// or from memory, with named options. The module writes a store back only
+// when its object is closed, so save() closes the object (writing the store
+// if anything changed) and loads it again; keys taken before a save() or
+// close() are no longer valid afterwards.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "trove/client/key.h"
+
+namespace trove {
+
+namespace host {
+class Object;
+class TraceSink;
+}  // namespace host
+
+struct StoreOptions {
+  bool readOnly = false;         // modifying calls fail with errReadOnly
+  bool saveOnClose = true;       // write the store back on close if it changed
+  bool createIfMissing = false;  // create a missing file (and its directories)
+  bool locking = false;          // serialize calls from several threads
+  uint8_t backupMode = 0;        // 0 none (but profiles.xml), 1 keep .bak2, 2 also .bak once
+  std::string rootPoint;         // key path that becomes the root key
+};
+
+class Store {
+ public:
+  // Opens the store file at `path`. Throws trove::Error (errFileNotFound for
+  // a missing file unless createIfMissing, errXmlFormat for a damaged one).
+  static Store openFile(const std::string& path, const StoreOptions& options = {});
+  // Opens a store held in memory; contents() gives the bytes after a save.
+  static Store openMemory(std::string_view contents, const StoreOptions& options = {});
+
+  Store(Store&&) noexcept;
+  Store& operator=(Store&&) noexcept;
+  ~Store();  // closes the store (see close())
+
+  // The root key, and keys by path from it.
+  Key root() const;
+  Key key(std::string_view path) const { return root().open(path); }
+  Key createKey(std::string_view path) const { return root().create(path); }
+
+  // Writes the store if it changed (whatever saveOnClose says) and loads it
+  // again. Throws when the write fails; the previous file is then intact.
+  void save();
+  // Closes the store, writing it back if saveOnClose is set and it changed.
+  // Throws when that write fails. Later calls do nothing.
+  void close();
+  bool isOpen() const;
+
+  const std::string& path() const;
+  // The bytes of a memory store (as last written by a save or close).
+  std::string contents() const;
+  // The underlying object, for calls through the binary interface.
+  host::Object& object() const;
+
+ private:
+  explicit Store(std::shared_ptr<client_detail::StoreState> state) : state_(std::move(state)) {}
+  std::shared_ptr<client_detail::StoreState> state_;
+};
+
+// Where the module's trace lines go (by default: errors and warnings to
+// standard error). Applies to every store of the process.
+void setTraceSink(std::shared_ptr<host::TraceSink> sink);
+
+}  // namespace trove
