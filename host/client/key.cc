@@ -297,7 +297,7 @@ void Key::copyTo(const Key& destination) const {
   StoreState& s = state("copy key");
   StoreState& d = destination.state("copy key");
   check(s.call<TroveCopyKey>(TROVE_SLOT_COPY_KEY, handle_, d.object.get(), destination.handle_),
-        describe("copy key to " + d.label()));
+        describe("copy key") + " to " + d.label());
 }
 
 }  // namespace trove

@@ -15,3 +15,4 @@
 #include "trove/client/key.h"
 #include "trove/client/store.h"
 #include "trove/client/value_types.h"
+#include "trove/result_codes.h"
