@@ -14,10 +14,11 @@ namespace {
 // directory on the way.
 WinError missingFileOrDirectory(const char* path) {
   if (path == nullptr) return kFileNotFound;
-  std::string directory = directoryPart(path);
-  if (directory.empty()) directory = ".";
+  const std::string directory = directoryPart(path);
   struct stat info;
-  if (::stat(directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) return kFileNotFound;
+  if (::stat(directory.empty() ? "." : directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+    return kFileNotFound;
+  }
   return kPathNotFound;
 }
 

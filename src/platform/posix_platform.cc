@@ -179,7 +179,8 @@ WinError PosixPlatform::openExclusive(const std::string& path, OpenMode mode, Fi
     closeQuietly(fd);
     return result;
   }
-  if (mode == OpenMode::WriteCreateAlways && ::ftruncate(fd, 0) != 0) {
+  // Only a regular file has a length to cut (devices refuse ftruncate).
+  if (mode == OpenMode::WriteCreateAlways && S_ISREG(info.st_mode) && ::ftruncate(fd, 0) != 0) {
     WinError result = fromErrno(errno, path.c_str());
     ::close(fd);
     return result;
