@@ -252,6 +252,13 @@ TEST_F(PlatformTest, ReplaceMoveCrossesFileSystems) {
   EXPECT_EQ(p_.replaceMove(other + "/tmp", path("store")), kSuccess);
   EXPECT_EQ(readText(path("store")), "moved across");
   EXPECT_EQ(p_.exists(other + "/tmp"), kFileNotFound);
+  // Nothing is left beside the target.
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(dir_)) names.push_back(entry.path().string());
+  EXPECT_EQ(names, std::vector<std::string>{path("store")});
+  // A missing source is still told apart.
+  EXPECT_EQ(p_.replaceMove(other + "/tmp", path("store")), kFileNotFound);
+  EXPECT_EQ(readText(path("store")), "moved across");
   fs::remove_all(other);
 }
 

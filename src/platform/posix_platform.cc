@@ -113,9 +113,9 @@ WinError fromErrnoOfPair(int error, const std::string& from, const std::string& 
   return fromErrno(error, to.c_str());
 }
 
-// Copies `from` to a new file `to`; O_EXCL refuses an existing target unless
-// `replace` is set. A partial target is removed.
-WinError copyFile(const std::string& from, const std::string& to, bool replace) {
+// Copies `from` to a new file `to`, refusing an existing target. A partial
+// target is removed.
+WinError copyFile(const std::string& from, const std::string& to) {
   int source = openRetrying(from.c_str(), O_RDONLY);
   if (source < 0) return fromErrno(errno, from.c_str());
   struct stat info;
@@ -134,8 +134,7 @@ WinError copyFile(const std::string& from, const std::string& to, bool replace) 
     ::close(source);
     return result;
   }
-  int flags = O_WRONLY | O_CREAT | (replace ? O_TRUNC : O_EXCL);
-  int target = openRetrying(to.c_str(), flags, info.st_mode & 0777);
+  int target = openRetrying(to.c_str(), O_WRONLY | O_CREAT | O_EXCL, info.st_mode & 0777);
   if (target < 0) {
     WinError result = fromErrnoOfPair(errno, from, to);
     ::close(source);
@@ -224,9 +223,18 @@ void PosixPlatform::close(FileHandle& file) {
 WinError PosixPlatform::replaceMove(const std::string& from, const std::string& to) {
   if (::rename(from.c_str(), to.c_str()) != 0) {
     if (errno != EXDEV) return fromErrnoOfPair(errno, from, to);
-    // Another file system: copy, then drop the source.
-    WinError result = copyFile(from, to, /*replace=*/true);
+    // Another file system: copy beside the target and rename the copy into
+    // place, so that the target is never seen half written; then drop the
+    // source.
+    std::string staging = to + ".move" + std::to_string(::gettid());
+    ::unlink(staging.c_str());  // a leftover of an interrupted move
+    WinError result = copyFile(from, staging);
     if (result != kSuccess) return result;
+    if (::rename(staging.c_str(), to.c_str()) != 0) {
+      result = fromErrno(errno, to.c_str());
+      ::unlink(staging.c_str());
+      return result;
+    }
     if (::unlink(from.c_str()) != 0) return fromErrno(errno, from.c_str());
   }
   syncDirectory(directoryPart(to));
@@ -234,7 +242,7 @@ WinError PosixPlatform::replaceMove(const std::string& from, const std::string& 
 }
 
 WinError PosixPlatform::copyNoReplace(const std::string& from, const std::string& to) {
-  return copyFile(from, to, /*replace=*/false);
+  return copyFile(from, to);
 }
 
 WinError PosixPlatform::removeFile(const std::string& path) {
