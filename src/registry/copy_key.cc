@@ -3,7 +3,7 @@
 #include "frame/properties_map.h"
 #include "frame/rw_lock.h"
 #include "registry/key_tree_copy.h"
-#include "registry/method_frame.h"
+#include "registry/method_frame.h"  // resultFromAnyException
 #include "registry/registry_methods.h"
 #include "registry/registry_table.h"
 #include "trove/result_codes.h"
@@ -26,15 +26,6 @@ int32_t checkObjects(void* source, void* destination) {
   return errOk;
 }
 
-// The non-zero handle that `key` stands for, for the walk's guard against a
-// subkey that leads back to its own key.
-uint64_t identityOf(const PropertiesMap* map, uint64_t key) {
-  if (key != 0) {
-    return key;
-  }
-  return handleOf(resolveHandle(map, 0));
-}
-
 // Runs `open` (which gives the source key), then the copy, under the source's
 // lock held shared throughout; success marks the source as changed.
 template <class OpenSource>
@@ -55,8 +46,7 @@ int32_t copyUnderLock(void* object, void* destination, uint64_t destinationKey,
     uint64_t sourceKey = 0;
     result = open(source, &sourceKey);
     if (result >= 0) {
-      result = copyKeyTree(source, sourceKey, identityOf(map, sourceKey),
-                           RegistryTable(destination), destinationKey);
+      result = copyKeyTree(source, sourceKey, RegistryTable(destination), destinationKey);
     }
   } catch (...) {
     result = resultFromAnyException();

@@ -15,7 +15,6 @@ namespace {
 struct Level {
   uint64_t source;
   uint64_t destination;
-  uint64_t sourceIdentity;  // the non-zero handle that `source` stands for
   uint32_t keyCount;
   uint32_t nextKey;
 };
@@ -28,12 +27,12 @@ class TreeCopy {
         name_(source.object()),
         data_(source.object()) {}
 
-  int32_t run(uint64_t sourceKey, uint64_t sourceIdentity, uint64_t destinationKey);
+  int32_t run(uint64_t sourceKey, uint64_t destinationKey);
 
  private:
   // Copies the key's values and learns its subkey count; on success the key
   // becomes the deepest level.
-  int32_t enterKey(uint64_t sourceKey, uint64_t sourceIdentity, uint64_t destinationKey);
+  int32_t enterKey(uint64_t sourceKey, uint64_t destinationKey);
   int32_t copyValue(uint64_t sourceKey, uint64_t destinationKey, uint32_t index);
   // Reads the name of subkey `index` into the name buffer.
   int32_t readKeyName(uint64_t sourceKey, uint32_t index);
@@ -50,8 +49,8 @@ class TreeCopy {
   std::vector<Level> levels_;
 };
 
-int32_t TreeCopy::run(uint64_t sourceKey, uint64_t sourceIdentity, uint64_t destinationKey) {
-  int32_t result = enterKey(sourceKey, sourceIdentity, destinationKey);
+int32_t TreeCopy::run(uint64_t sourceKey, uint64_t destinationKey) {
+  int32_t result = enterKey(sourceKey, destinationKey);
   while (result >= 0 && !levels_.empty()) {
     Level& level = levels_.back();
     if (level.nextKey == level.keyCount) {
@@ -65,24 +64,21 @@ int32_t TreeCopy::run(uint64_t sourceKey, uint64_t sourceIdentity, uint64_t dest
     const uint32_t index = level.nextKey++;
     uint64_t s = TROVE_INVALID_KEY;
     uint64_t d = TROVE_INVALID_KEY;
-    bool skip = false;
     result = readKeyName(level.source, index);
     if (result >= 0) {
+      // Reopened by name: of twins the first is found each time, and a name
+      // holding a separator is read as a path. Every key name of a tree is a
+      // non-empty segment, so such a path always leads further down.
       const char* name = reinterpret_cast<const char*>(name_.data);
       result = source_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &s, level.source, name, 0u);
-      // A name that, read as a path, leads back to the key itself (empty, or
-      // only separators) cannot reach its own subkey: it is passed over, as
-      // the second of two twins is, rather than copying the key into itself
-      // without end.
-      skip = result >= 0 && s == level.sourceIdentity;
-      if (result >= 0 && !skip) {
+      if (result >= 0) {
         result =
             destination_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &d, level.destination, name, 1u);
       }
     }
     name_.reset();
-    if (result >= 0 && !skip) {
-      result = enterKey(s, s, d);
+    if (result >= 0) {
+      result = enterKey(s, d);
       if (result >= 0) {
         continue;  // closed when its level is done
       }
@@ -98,7 +94,7 @@ int32_t TreeCopy::run(uint64_t sourceKey, uint64_t sourceIdentity, uint64_t dest
   return result;
 }
 
-int32_t TreeCopy::enterKey(uint64_t sourceKey, uint64_t sourceIdentity, uint64_t destinationKey) {
+int32_t TreeCopy::enterKey(uint64_t sourceKey, uint64_t destinationKey) {
   uint32_t count = 0;
   int32_t result = source_.call<TroveGetValueCount>(TROVE_SLOT_GET_VALUE_COUNT, &count, sourceKey);
   for (uint32_t i = 0; result >= 0 && i < count; ++i) {
@@ -112,7 +108,7 @@ int32_t TreeCopy::enterKey(uint64_t sourceKey, uint64_t sourceIdentity, uint64_t
   uint32_t keyCount = 0;
   result = source_.call<TroveGetKeyCount>(TROVE_SLOT_GET_KEY_COUNT, &keyCount, sourceKey);
   if (result >= 0) {
-    levels_.push_back(Level{sourceKey, destinationKey, sourceIdentity, keyCount, 0});
+    levels_.push_back(Level{sourceKey, destinationKey, keyCount, 0});
   }
   return result;
 }
@@ -203,10 +199,10 @@ bool offersCopyDestination(const RegistryTable& destination) {
   return destination.offers({TROVE_SLOT_OPEN_KEY, TROVE_SLOT_CLOSE_KEY, TROVE_SLOT_SET_VALUE});
 }
 
-int32_t copyKeyTree(const RegistryTable& source, uint64_t sourceKey, uint64_t sourceIdentity,
+int32_t copyKeyTree(const RegistryTable& source, uint64_t sourceKey,
                     const RegistryTable& destination, uint64_t destinationKey) {
   TreeCopy copy(source, destination);
-  return copy.run(sourceKey, sourceIdentity, destinationKey);
+  return copy.run(sourceKey, destinationKey);
 }
 
 }  // namespace trove

@@ -11,9 +11,8 @@ namespace trove {
 // Values first, in index order, then the subkeys in index order, each one
 // completely before the next. The first failure of any call ends the copy
 // with its code; what was copied before stays. Scratch memory comes from the
-// source object's heap. `sourceIdentity` is the non-zero handle that
-// `sourceKey` stands for (the root key's own when `sourceKey` is 0).
-int32_t copyKeyTree(const RegistryTable& source, uint64_t sourceKey, uint64_t sourceIdentity,
+// source object's heap.
+int32_t copyKeyTree(const RegistryTable& source, uint64_t sourceKey,
                     const RegistryTable& destination, uint64_t destinationKey);
 
 // The slots the copy calls on either side.
