@@ -4,6 +4,7 @@
 #include <string>
 
 #include "codec_fixture.h"
+#include "trove/host/heap.h"
 
 using namespace trove;
 using codec_test::CodecTest;
@@ -285,4 +286,22 @@ TEST_F(CodecTest, EmptyBlocksWorkWhateverTheHeapGivesForZeroBytes) {
     release(codec);
     EXPECT_EQ(heap_.liveBlocks(), 0u);
   }
+}
+
+TEST(CodecsOnTheHostHeap, EveryCodecGivesAllItsMemoryBack) {
+  host::HeapObject object;
+  auto* owner = static_cast<PropertiesMap*>(object.get());
+  const size_t violationsBefore = host::HostHeap::instance().violationCount();
+  for (TypeId type : kCodecTypes) {
+    ValueCodec* codec = createValueCodec(owner, type);
+    ASSERT_NE(codec, nullptr) << type;
+    // Results are checked elsewhere; here only the memory counts.
+    codec->FromText("4142");
+    codec->FromText("434445");
+    EXPECT_GE(codec->SetBinary("12345678", 8), 0) << type;
+    EXPECT_GE(codec->SetBinary("", 0), errInvalidArgument) << type;
+    releaseValueCodec(owner, codec);
+    EXPECT_EQ(object.liveBlocks(), 0u) << type;
+  }
+  EXPECT_EQ(host::HostHeap::instance().violationCount(), violationsBefore);
 }
