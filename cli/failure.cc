@@ -1,0 +1,46 @@
+#include "failure.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "trove/client/error.h"
+
+namespace trove::cli {
+
+namespace {
+
+std::string compose(const std::string& file, const std::string& operation, int32_t code,
+                    const std::string& detail) {
+  std::string text = displayPath(file) + ": " + operation + ": ";
+  if (!detail.empty()) text += detail + ": ";
+  return text + resultMessage(code);
+}
+
+}  // namespace
+
+Failure::Failure(const std::string& file, const std::string& operation, int32_t code,
+                 const std::string& detail)
+    : Failure(file, operation, code, detail, exitCodeFor(code)) {}
+
+Failure::Failure(const std::string& file, const std::string& operation, int32_t code,
+                 const std::string& detail, ExitCode exitCode)
+    : std::runtime_error(compose(file, operation, code, detail)),
+      code_(code),
+      exitCode_(exitCode) {}
+
+void attribute(const std::string& file, const std::string& operation,
+               const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const Error& error) {
+    throw Failure(file, operation, error.code());
+  }
+}
+
+std::string displayPath(const std::string& file) {
+  std::error_code ignored;
+  const std::filesystem::path absolute = std::filesystem::absolute(file, ignored);
+  return ignored ? file : absolute.lexically_normal().string();
+}
+
+}  // namespace trove::cli

@@ -1,0 +1,79 @@
+#include "store_access.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace trove::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool exists(const std::string& file) {
+  std::error_code ignored;
+  return fs::exists(file, ignored);
+}
+
+bool directoryExists(const std::string& file) {
+  const fs::path directory = fs::path(file).parent_path();
+  std::error_code ignored;
+  return directory.empty() || fs::is_directory(directory, ignored);
+}
+
+void removeIfEmpty(const std::string& file) {
+  std::error_code ignored;
+  if (fs::is_regular_file(file, ignored) && fs::file_size(file, ignored) == 0) {
+    fs::remove(file, ignored);
+  }
+}
+
+}  // namespace
+
+Store openForReading(const std::string& file) {
+  StoreOptions options;
+  options.readOnly = true;
+  options.saveOnClose = false;
+  return Store::openFile(file, options);
+}
+
+WritableStore::WritableStore(const std::string& file, const StoreSettings& settings,
+                             IfMissing ifMissing)
+    : file_(file),
+      hadFirstBackup_(exists(file + ".bak")),
+      hadSecondBackup_(exists(file + ".bak2")) {
+  // Missing directories are not made: a mistyped --store path should fail,
+  // not grow a directory tree.
+  created_ = ifMissing == IfMissing::kCreate && !settings.readOnly && !exists(file) &&
+             directoryExists(file);
+  StoreOptions options;
+  options.readOnly = settings.readOnly;
+  options.saveOnClose = false;  // a failed command must leave the file as it was
+  options.createIfMissing = created_;
+  options.backupMode = settings.backupMode;
+  try {
+    store_.emplace(Store::openFile(file, options));
+  } catch (...) {
+    if (created_) removeEmptyLeftovers(true);
+    throw;
+  }
+}
+
+WritableStore::~WritableStore() {
+  store_.reset();
+  if (created_) removeEmptyLeftovers(!committed_);
+}
+
+void WritableStore::commit() {
+  store_->save();
+  committed_ = true;
+}
+
+void WritableStore::removeEmptyLeftovers(bool includingStore) const {
+  // The module creates a new store as an empty file and, on the first save,
+  // may keep that empty file as a backup; neither holds anything of value.
+  if (includingStore) removeIfEmpty(file_);
+  if (!hadFirstBackup_) removeIfEmpty(file_ + ".bak");
+  if (!hadSecondBackup_) removeIfEmpty(file_ + ".bak2");
+}
+
+}  // namespace trove::cli
