@@ -28,8 +28,7 @@ TEST(TraceFormat, IntegersTakeTheirLp64Sizes) {
 }
 
 TEST(TraceFormat, FlagsWidthsAndPrecisions) {
-  EXPECT_EQ(formatTrace("%5d|%-5d|%05d|%+d|% d", 42, 42, 42, 42, 42),
-            "   42|42   |00042|+42| 42");
+  EXPECT_EQ(formatTrace("%5d|%-5d|%05d|%+d|% d", 42, 42, 42, 42, 42), "   42|42   |00042|+42| 42");
   EXPECT_EQ(formatTrace("%#x|%#o|%.3d", 255u, 8u, 7), "0xff|010|007");
   EXPECT_EQ(formatTrace("%*d|%-*d|", 4, 1, 3, 2), "   1|2  |");
   EXPECT_EQ(formatTrace("%.3s|%-6s|%6s", "abcdef", "ab", "cd"), "abc|ab    |    cd");
@@ -50,9 +49,9 @@ TEST(TraceFormat, NarrowAndWideText) {
   EXPECT_EQ(formatTrace("%S", static_cast<const char16_t*>(nullptr)), "(null)");
   EXPECT_EQ(formatTrace("[%6S|%-4S|%.2S]", u"ab", u"c", u"wxyz"), "[    ab|c   |wx]");
   // Mixed with numbers, every argument lands where it belongs.
-  EXPECT_EQ(formatTrace("trove\tsave to temporary file %S, backup mode: %u", u"/tmp/a.xml.tmp7",
-                        2u),
-            "trove\tsave to temporary file /tmp/a.xml.tmp7, backup mode: 2");
+  EXPECT_EQ(
+      formatTrace("trove\tsave to temporary file %S, backup mode: %u", u"/tmp/a.xml.tmp7", 2u),
+      "trove\tsave to temporary file /tmp/a.xml.tmp7, backup mode: 2");
 }
 
 TEST(TraceFormat, ResultCodesPrintWithTheirMeaning) {
@@ -67,8 +66,8 @@ TEST(TraceFormat, ResultCodesPrintWithTheirMeaning) {
             "0x8123abcd (Unknown result code)");
   // The conversion ends after "terr"; what follows is text, and the
   // arguments after it are still in step.
-  EXPECT_EQ(formatTrace("trove\t%s %s (0x%x:%d): %terr!", "PropertiesMap::SetValue", "v",
-                        0xBEEFu, 4, errReadOnly),
+  EXPECT_EQ(formatTrace("trove\t%s %s (0x%x:%d): %terr!", "PropertiesMap::SetValue", "v", 0xBEEFu,
+                        4, errReadOnly),
             "trove\tPropertiesMap::SetValue v (0xbeef:4): 0x800000c1 (Unknown result code)!");
   EXPECT_EQ(formatTrace("%-32terr|", errOk), "0x00000000 (No error)           |");
 }
@@ -140,9 +139,8 @@ TEST(TraceSinks, CapturingSinkKeepsEveryLineInOrder) {
 
 TEST(TraceSinks, CallbackSinkSeesEachLine) {
   std::vector<uint32_t> levels;
-  trove::host::CallbackTraceSink sink([&levels](const trove::host::TraceLine& line) {
-    levels.push_back(line.level);
-  });
+  trove::host::CallbackTraceSink sink(
+      [&levels](const trove::host::TraceLine& line) { levels.push_back(line.level); });
   sink.write({350, "x", nullptr});
   sink.write({500, "y", nullptr});
   EXPECT_EQ(levels, (std::vector<uint32_t>{350, 500}));
