@@ -276,7 +276,7 @@ Object Host::createObject(uint32_t iid) {
   header->services = servicesTable();
   header->hostWord = this;
   directory::addObject(header, this);
-  Object object(this, interface, header);
+  Object object(reclaimedBlocks_, interface, header);
   if (auto construct = reinterpret_cast<TroveOnDataInit>(
           interface->internalEntry(TROVE_INTERNAL_ON_DATA_INIT))) {
     int32_t constructed = construct(header, 1);
@@ -292,11 +292,6 @@ Object Host::createObject(uint32_t iid) {
   // object works through the host's services.
   header->services = servicesTable();
   return object;
-}
-
-void Host::objectDestroyed(const void* object, size_t reclaimed) {
-  reclaimedBlocks_ += reclaimed;
-  directory::removeObject(object);
 }
 
 }  // namespace trove::host

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "host_directory.h"
 #include "trove/host.h"
 
 namespace trove::host {
@@ -37,9 +38,9 @@ Status copyOut(const void* source, uint32_t needed, void* buffer, uint32_t size,
 
 }  // namespace
 
-Object::Object(Host* host, std::shared_ptr<const RegisteredInterface> interface,
-               TroveHostObject* header)
-    : host_(host), interface_(std::move(interface)), header_(header) {}
+Object::Object(std::shared_ptr<std::atomic<size_t>> reclaimed,
+               std::shared_ptr<const RegisteredInterface> interface, TroveHostObject* header)
+    : reclaimed_(std::move(reclaimed)), interface_(std::move(interface)), header_(header) {}
 
 Object::Object(Object&& other) noexcept {
   *this = std::move(other);
@@ -48,7 +49,7 @@ Object::Object(Object&& other) noexcept {
 Object& Object::operator=(Object&& other) noexcept {
   if (this != &other) {
     destroy();
-    host_ = std::exchange(other.host_, nullptr);
+    reclaimed_ = std::move(other.reclaimed_);
     interface_ = std::move(other.interface_);
     header_ = std::exchange(other.header_, nullptr);
     constructedServices_ = std::exchange(other.constructedServices_, nullptr);
@@ -215,7 +216,8 @@ Status Object::destroy() {
 // reclaims them with the object), then the object itself.
 void Object::release() {
   size_t reclaimed = HostHeap::instance().reclaim(holder());
-  if (host_) host_->objectDestroyed(header_, reclaimed);
+  if (reclaimed_) *reclaimed_ += reclaimed;
+  directory::removeObject(header_);
   std::free(header_);
   header_ = nullptr;
   interface_.reset();

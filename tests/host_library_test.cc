@@ -368,6 +368,23 @@ TEST(HostModules, ModuleStaysLoadedWhileItsObjectsLive) {
   EXPECT_EQ(object.name(), u"still.xml");
 }
 
+TEST(HostModules, ObjectMayOutliveItsHost) {
+  Host later;
+  auto& trace = later.captureTrace();
+  Object object;
+  {
+    Host first;
+    first.captureTrace();
+    ASSERT_TRUE(first.loadModule(TROVE_MODULE_PATH));
+    object = first.createObject(TROVE_IID_REGISTRY);
+    ASSERT_TRUE(object) << object.status();
+  }
+  // Its lines go to the remaining host; its life cycle still ends in order.
+  EXPECT_TRUE(object.setName(u"orphan.xml"));
+  EXPECT_TRUE(trace.contains("PropertiesMap::setName"));
+  EXPECT_TRUE(object.destroy());
+}
+
 // ---- The Registry object of the real module, end to end.
 
 std::u16string widen(const std::string& text) {

@@ -12,7 +12,8 @@
 //   TroveKey key;
 //   object.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &key, 0, "a/b", 1);
 //
-// A Host must outlive the objects it created.
+// Objects may outlive their host (their module stays loaded while they
+// live), but their trace lines then go to the most recent host's sink.
 #pragma once
 
 #include <atomic>
@@ -72,7 +73,7 @@ class Host {
   // hook. A failed object carries the reason in its status.
   Object createObject(uint32_t iid = TROVE_IID_REGISTRY);
   // Blocks that destroyed objects still held and the host reclaimed.
-  size_t reclaimedBlocks() const { return reclaimedBlocks_.load(); }
+  size_t reclaimedBlocks() const { return reclaimedBlocks_->load(); }
 
   void setTraceSink(std::shared_ptr<TraceSink> sink);
   std::shared_ptr<TraceSink> traceSink() const;
@@ -86,7 +87,6 @@ class Host {
   friend struct RootCalls;
   int32_t onRegisterInterface(const RegisteredInterface& record);
   void* onResolve(void** cell, uint32_t first, uint32_t function, uint32_t second);
-  void objectDestroyed(const void* object, size_t reclaimed);
 
   HostOptions options_;
   void** root_ = nullptr;  // header of the root object
@@ -99,7 +99,8 @@ class Host {
   std::atomic<uint32_t> resolveTraceCalls_{0};
   std::atomic<uint32_t> resolveStringAssignCalls_{0};
   std::atomic<uint32_t> resolveUnknownCalls_{0};
-  std::atomic<size_t> reclaimedBlocks_{0};
+  // Shared with the objects, which may outlive the host.
+  std::shared_ptr<std::atomic<size_t>> reclaimedBlocks_ = std::make_shared<std::atomic<size_t>>(0);
 };
 
 // The trace function that resolveHostFunction gives out: formats the line and

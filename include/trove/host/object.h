@@ -5,6 +5,7 @@
 // whatever of close and destroy has not run yet, in that order.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -108,7 +109,8 @@ class Object {
 
  private:
   friend class Host;
-  Object(Host* host, std::shared_ptr<const RegisteredInterface> interface, TroveHostObject* header);
+  Object(std::shared_ptr<std::atomic<size_t>> reclaimed,
+         std::shared_ptr<const RegisteredInterface> interface, TroveHostObject* header);
 
   template <typename Fn, typename... Args>
   std::invoke_result_t<Fn, void*, Args...> invoke(void* entry, Args&&... args) const {
@@ -120,7 +122,7 @@ class Object {
   void* hook(uint32_t slot) const;
   void release();
 
-  Host* host_ = nullptr;
+  std::shared_ptr<std::atomic<size_t>> reclaimed_;  // the host's count of reclaimed blocks
   std::shared_ptr<const RegisteredInterface> interface_;
   TroveHostObject* header_ = nullptr;
   void* constructedServices_ = nullptr;
