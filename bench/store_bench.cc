@@ -60,6 +60,24 @@ void load(benchmark::State& state) {
   });
 }
 
+// Closing a store that did not change writes nothing: this is the release
+// of the tree, a block at a time through the host heap.
+void unload(benchmark::State& state) {
+  guarded(state, [&] {
+    const SampleFile file(keysOf(state));
+    for (auto _ : state) {
+      state.PauseTiming();
+      std::optional<trove::Store> store;
+      store.emplace(trove::Store::openFile(file.path()));
+      state.ResumeTiming();
+      store->close();
+      state.PauseTiming();
+      store.reset();
+      state.ResumeTiming();
+    }
+  });
+}
+
 void openKey(benchmark::State& state) {
   guarded(state, [&] {
     const SampleFile file(keysOf(state));
@@ -231,6 +249,7 @@ void sizesAndModes(benchmark::internal::Benchmark* benchmark) {
 }
 
 BENCHMARK(load)->Name("Load")->Apply(sizes);
+BENCHMARK(unload)->Name("CloseUnchanged")->Apply(sizes);
 BENCHMARK(openKey)->Name("OpenKeyByPath")->Apply(sizes);
 BENCHMARK(getStored)->Name("GetStoredType")->Apply(sizesAndPlaces);
 BENCHMARK(getRaw)->Name("GetStoredType/raw")->Apply(middleOnly);
