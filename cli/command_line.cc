@@ -16,6 +16,11 @@ constexpr const char* kFooter =
     "Exit status: 0 success, 1 key, value or store file not found, 2 usage error,\n"
     "3 store error (damaged store, I/O failure, read-only refusal, anything else).";
 
+// An empty file name would name no file at all.
+const CLI::Validator kFileName(
+    [](const std::string& name) { return name.empty() ? std::string("empty file name") : ""; }, "",
+    "file name");
+
 }  // namespace
 
 void defineCommandLine(CLI::App& app, Invocation& in) {
@@ -26,6 +31,7 @@ void defineCommandLine(CLI::App& app, Invocation& in) {
 
   app.add_option("--store", in.global.store, "The store file")
       ->type_name("FILE")
+      ->check(kFileName)
       ->capture_default_str();
   app.add_option_function<uint32_t>(
          "--trace", [&in](const uint32_t& level) { in.traceLevel = level; },
@@ -90,7 +96,9 @@ void defineCommandLine(CLI::App& app, Invocation& in) {
       [&in] { in.command = [&in](Output& out) { runExport(in.global, in.exporter, out); }; });
 
   auto* importer = app.add_subcommand("import", "Copy the content of any XML file into the store");
-  importer->add_option("XMLFILE", in.importer.xmlFile, "File to import")->required();
+  importer->add_option("XMLFILE", in.importer.xmlFile, "File to import")
+      ->required()
+      ->check(kFileName);
   importer->add_option("--into", in.importer.into, "Destination key (default: the root key)")
       ->type_name("PATH");
   importer->footer(
@@ -105,6 +113,7 @@ void defineCommandLine(CLI::App& app, Invocation& in) {
   copy->add_option("PATH", in.copy.path, "Key to copy (\"/\" for the whole store)")->required();
   copy->add_option("--to", in.copy.toFile, "Destination store file, created if missing")
       ->required()
+      ->check(kFileName)
       ->type_name("FILE");
   copy->add_option("--into", in.copy.into, "Destination key (default: PATH itself)")
       ->type_name("PATH");
