@@ -175,6 +175,12 @@ TEST_F(ClientApiTest, SaveWritesOnceAndInvalidatesOldKeys) {
 
 TEST_F(ClientApiTest, OpenFailuresAndReadOnlyStores) {
   try {
+    trove::Store::openFile("");
+    FAIL() << "an empty file name must be refused";
+  } catch (const trove::Error& error) {
+    EXPECT_EQ(error.code(), errInvalidArgument);
+  }
+  try {
     trove::Store::openFile(file("missing/dir/store.xml"));
     FAIL() << "opening a missing store must throw";
   } catch (const trove::Error& error) {

@@ -78,6 +78,8 @@ void StoreState::unload(bool forceSave) {
 using client_detail::StoreState;
 
 Store Store::openFile(const std::string& path, const StoreOptions& options) {
+  // An empty name would make the module read the (absent) I/O object.
+  if (path.empty()) throw Error(errInvalidArgument, "open: the store file name is empty");
   auto state = std::make_shared<StoreState>();
   state->path = path;
   state->options = options;
