@@ -6,6 +6,7 @@
 
 #include "trove/abi.h"
 #include "trove/result_codes.h"
+#include "trove/type_names.h"
 
 namespace trove {
 
@@ -14,7 +15,7 @@ class PropertiesMap;  // the owner whose host heap serves a codec's memory
 using TypeId = uint32_t;
 
 // The type names indexed by TypeId (0..63); empty entries are "".
-extern const char* const typeNameTable[64];
+inline constexpr const auto& typeNameTable = kTypeNames;
 
 // The TypeId whose name equals [name, name + length) exactly, or
 // errInvalidArgument (as a negative number cast to int32_t) when none does.
