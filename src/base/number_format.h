@@ -25,7 +25,7 @@ struct FormatSpec {
 uint64_t formatUnsigned(oru::wstring_t& out, const FormatSpec& spec, uint32_t value, uint32_t radix,
                         bool negative);
 
-// Appends value in spec.radix: signed in radix 10, its 32 bits otherwise.
+// Appends value in the FormatSpec radix: signed in radix 10, its 32 bits otherwise.
 uint64_t formatSigned(oru::wstring_t& out, const FormatSpec& spec, int32_t value);
 
 // Appends the bytes of text up to its NUL (at most spec.precision of them),
