@@ -39,8 +39,7 @@ Store openForReading(const std::string& file) {
 WritableStore::WritableStore(const std::string& file, const StoreSettings& settings,
                              IfMissing ifMissing)
     : file_(file),
-      hadFirstBackup_(exists(file + ".bak")),
-      hadSecondBackup_(exists(file + ".bak2")) {
+      hadFirstBackup_(exists(file + ".bak")) {
   // Missing directories are not made: a mistyped --store path should fail,
   // not grow a directory tree.
   created_ = ifMissing == IfMissing::kCreate && !settings.readOnly && !exists(file) &&
@@ -69,11 +68,11 @@ void WritableStore::commit() {
 }
 
 void WritableStore::removeEmptyLeftovers(bool includingStore) const {
-  // The module creates a new store as an empty file and, on the first save,
-  // may keep that empty file as a backup; neither holds anything of value.
+  // The module creates a new store as an empty file and, in backup mode 2,
+  // copies that empty file to ".bak" on the first save; neither holds
+  // anything of value.
   if (includingStore) removeIfEmpty(file_);
   if (!hadFirstBackup_) removeIfEmpty(file_ + ".bak");
-  if (!hadSecondBackup_) removeIfEmpty(file_ + ".bak2");
 }
 
 }  // namespace trove::cli

@@ -47,7 +47,6 @@ class WritableStore {
   bool created_ = false;
   bool committed_ = false;
   bool hadFirstBackup_ = false;
-  bool hadSecondBackup_ = false;
 };
 
 }  // namespace trove::cli

@@ -336,3 +336,37 @@ TEST_F(Durability, LeftoversOfAnEarlierCrashDoNotDisturbTheNextSave) {
 }
 
 }  // namespace
+
+namespace {
+
+// A crash between the backup move and the install leaves the name empty and
+// the last real store in ".bak2". Creating the store anew must not let the
+// first save of the empty store push that backup out, nor a save while the
+// name is still empty.
+TEST_F(Durability, RecreatedStoreKeepsTheBackupOfTheLastRealStore) {
+  ScratchDirectory scratch;
+  const std::string path = scratch.file("profiles.xml");
+  writeFile(path + ".bak2", old_);
+  {
+    InProcessStore store(host_);
+    store.setName(path);
+    store.map().openFlags = TROVE_OPEN_CREATE_IF_MISSING;
+    ASSERT_EQ(store.load(), errOk);
+    EXPECT_EQ(readFile(path), "");
+    ASSERT_GE(store.setCount(2), 0);
+    EXPECT_EQ(store.flush(), errOk);
+  }
+  EXPECT_EQ(readFile(path + ".bak2"), old_) << "an empty store is no backup";
+  EXPECT_EQ(readFile(path), new_);
+  EXPECT_EQ(scratch.entries(), (std::set<std::string>{"profiles.xml", "profiles.xml.bak2"}));
+
+  // The next save backs up real content again.
+  InProcessStore store(host_);
+  store.setName(path);
+  ASSERT_EQ(store.load(), errOk);
+  ASSERT_GE(store.setCount(3), 0);
+  EXPECT_EQ(store.flush(), errOk);
+  EXPECT_EQ(readFile(path + ".bak2"), new_);
+}
+
+}  // namespace

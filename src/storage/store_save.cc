@@ -62,10 +62,35 @@ void makeFirstBackup(PropertiesMap* map, const SaveFileNames& names) {
   }
 }
 
+// An empty store file is what creating a missing store leaves; a missing one
+// what a crash between the backup move and the install leaves. A store that
+// cannot be opened to tell (held by another program) counts as having content.
+enum class StoreContent { Missing, Empty, Present };
+
+StoreContent storeContent(platform::Platform& os, const std::string& path) {
+  platform::FileHandle file;
+  const platform::WinError opened = os.openExclusive(path, platform::OpenMode::ReadExisting, &file);
+  if (opened != platform::kSuccess) {
+    if (file.isOpen()) os.close(file);
+    const bool missing = opened == platform::kFileNotFound || opened == platform::kPathNotFound;
+    return missing ? StoreContent::Missing : StoreContent::Present;
+  }
+  uint64_t size = 0;
+  const bool empty = os.fileSize(file, &size) == platform::kSuccess && size == 0;
+  os.close(file);
+  return empty ? StoreContent::Empty : StoreContent::Present;
+}
+
 void makeSecondBackup(PropertiesMap* map, const SaveFileNames& names) {
   platform::Platform& os = platform::current();
   trace(map, TROVE_TRACE_BACKUP, "trove\ttrying to back up to %S", names.secondBackup.c_str());
-  if (os.exists(names.secondBackupPath) == platform::kSuccess) {
+  // The ".bak2" may be the only copy of the last real store (after a crash
+  // left the name empty and the store was then created anew): a missing or
+  // empty store never pushes it out. The move of a missing store is still
+  // tried, so its failure is reported as usual.
+  const StoreContent content = storeContent(os, names.storePath);
+  if (content == StoreContent::Empty) return;
+  if (content == StoreContent::Present && os.exists(names.secondBackupPath) == platform::kSuccess) {
     if (platform::WinError error = os.replaceMove(names.secondBackupPath, names.setAsidePath)) {
       trace(map, TROVE_TRACE_ERROR, "trove\tcannot move profiles.xml.bak2 to %S: %terr",
             names.setAside.c_str(), saveResultFromError(error));
