@@ -1,4 +1,4 @@
-// UTF-8 and UTF-16 conversions of the client: file names and wide values.
+// UTF-8 to UTF-16 for the client: file names and wide values given as text.
 #pragma once
 
 #include <string>
@@ -7,7 +7,5 @@
 namespace trove::client_detail {
 
 std::u16string utf16FromUtf8(std::string_view text);
-// Unpaired surrogates are written as their own three-byte forms.
-std::string utf8FromUtf16(std::u16string_view text);
 
 }  // namespace trove::client_detail
