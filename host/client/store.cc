@@ -1,7 +1,5 @@
 #include "trove/client/store.h"
 
-#include <cstring>
-
 #include "store_state.h"
 #include "trove/client/error.h"
 #include "unicode_text.h"
@@ -63,9 +61,8 @@ void StoreState::unload(bool forceSave) {
   if (!open) return;
   open = false;
   ++generation;
-  if (forceSave) object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 1);
-  // The close hook always answers 0; whether the store was written shows in
-  // the module's own flush result, which the host can ask for before closing.
+  // The close hook always answers 0, so the store is flushed here, where the
+  // result can be reported, and the close then has nothing left to write.
   int32_t saved = errOk;
   if (forceSave || options.saveOnClose) saved = object.flush();
   object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 0);
@@ -100,7 +97,8 @@ Store& Store::operator=(Store&& other) noexcept {
   if (this != &other) {
     try {
       close();
-    } catch (const Error&) {
+    } catch (...) {
+      // As in the destructor: nothing to report to, the old file is intact.
     }
     state_ = std::move(other.state_);
   }
@@ -110,7 +108,7 @@ Store& Store::operator=(Store&& other) noexcept {
 Store::~Store() {
   try {
     close();
-  } catch (const Error&) {
+  } catch (...) {
     // A destructor cannot report; the previous store file is intact.
   }
 }
