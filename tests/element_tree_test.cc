@@ -677,30 +677,40 @@ TEST_F(ElementTreeTest, ClearRootKeyAndRelease) {
 
 TEST_F(ElementTreeTest, AllocationFailuresKeepEarlierKeys) {
   auto& hostHeap = HostHeap::instance();
-  // Each segment costs a temporary copy, the node and its name.
-  hostHeap.failAllocationsAfter(3, heap.holder());
-  EXPECT_EQ(root->createPath("a/b/c", false), nullptr);
-  hostHeap.stopFailing();
+  // Fail every allocation in turn: keys made for earlier segments stay, the
+  // failing one leaves nothing behind.
+  size_t successes = 0;
+  for (;; ++successes) {
+    const size_t before = heap.liveBlocks();
+    const uint32_t keysBefore = root->childCount();
+    hostHeap.failAllocationsAfter(successes, heap.holder());
+    XmlNode* made = root->createPath("a/b", false);
+    hostHeap.stopFailing();
+    if (made != nullptr) break;
+    XmlNode* a = root->findPath("a", nullptr);
+    if (a == nullptr) {
+      EXPECT_EQ(heap.liveBlocks(), before) << "no block may leak, " << successes;
+      EXPECT_EQ(root->childCount(), keysBefore);
+    } else {
+      EXPECT_EQ(a->childCount(), 0u) << successes;
+    }
+  }
+  EXPECT_GT(successes, 0u);
   XmlNode* a = root->findPath("a", nullptr);
-  ASSERT_NE(a, nullptr) << "the key made for the first segment stays";
-  EXPECT_EQ(a->childCount(), 0u);
+  ASSERT_NE(a, nullptr);
+  EXPECT_EQ(a->childCount(), 1u);
 
   const size_t baseline = heap.liveBlocks();
-  for (size_t successes = 0; successes < 3; ++successes) {
+  // Values: a failure at any allocation adds nothing and leaks nothing.
+  for (size_t successes = 0;; ++successes) {
     hostHeap.failAllocationsAfter(successes, heap.holder());
-    EXPECT_EQ(a->createPath("b", false), nullptr) << successes;
+    const int32_t result = addString(a, "s", "text");
     hostHeap.stopFailing();
-    EXPECT_EQ(a->childCount(), 0u) << successes;
-    EXPECT_EQ(heap.liveBlocks(), baseline) << "no block may leak, " << successes;
-  }
-  // Values: record, codec, name; a string codec also allocates its text.
-  for (size_t successes = 0; successes < 4; ++successes) {
-    hostHeap.failAllocationsAfter(successes, heap.holder());
-    EXPECT_LT(addString(a, "s", "text"), 0) << successes;
-    hostHeap.stopFailing();
+    if (result >= 0) break;
     EXPECT_EQ(a->valueCount(), 0u) << successes;
     EXPECT_EQ(heap.liveBlocks(), baseline) << successes;
   }
+  ASSERT_EQ(a->removeValue("s"), errOk);
   hostHeap.failAllocationsAfter(0, heap.holder());
   EXPECT_EQ(addDword(a, "d", 1), errOutOfMemory);
   hostHeap.stopFailing();

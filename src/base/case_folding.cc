@@ -100,14 +100,61 @@ bool foldedEqual(FoldedReader a, FoldedReader b) {
   return a.atEnd() && b.atEnd();
 }
 
+uint8_t asciiFolded(uint8_t c) {
+  return (c >= 'A' && c <= 'Z') ? static_cast<uint8_t>(c + ('a' - 'A')) : c;
+}
+
+// Names are nearly always ASCII. Walks both while the bytes at hand are
+// ASCII: an ASCII byte folds to one ASCII code point, so a difference there is
+// final. At the first other byte, the general comparison takes over from that
+// point, where neither side has folded code points pending.
+bool namesEqualFrom(const uint8_t* a, const uint8_t* aEnd, const uint8_t* b) {
+  for (;; ++a, ++b) {
+    const bool aDone = aEnd != nullptr ? a == aEnd : *a == 0;
+    if (aDone) {
+      if (*b == 0) return true;
+      if (*b < 0x80) return false;
+      break;
+    }
+    if (*b == 0) return false;
+    if (*a >= 0x80 || *b >= 0x80) break;
+    if (asciiFolded(*a) != asciiFolded(*b)) return false;
+  }
+  const char* restA = reinterpret_cast<const char*>(a);
+  const char* restB = reinterpret_cast<const char*>(b);
+  Utf8Reader readerA = aEnd != nullptr ? Utf8Reader(restA, static_cast<std::size_t>(aEnd - a))
+                                       : Utf8Reader(restA);
+  return foldedEqual(FoldedReader(readerA), FoldedReader(Utf8Reader(restB)));
+}
+
+const uint8_t* bytesOf(const char* text) {
+  return reinterpret_cast<const uint8_t*>(text != nullptr ? text : "");
+}
+
 }  // namespace
 
 bool namesEqual(const char* a, const char* b) {
-  return foldedEqual(FoldedReader(Utf8Reader(a)), FoldedReader(Utf8Reader(b)));
+  return namesEqualFrom(bytesOf(a), nullptr, bytesOf(b));
 }
 
 bool namesEqual(const char* a, std::size_t aLength, const char* b) {
-  return foldedEqual(FoldedReader(Utf8Reader(a, aLength)), FoldedReader(Utf8Reader(b)));
+  const uint8_t* start = bytesOf(a);
+  return namesEqualFrom(start, start + (a != nullptr ? aLength : 0), bytesOf(b));
+}
+
+uint32_t foldedNameHash(const char* name, std::size_t length) {
+  // FNV-1a over the folded code points; ASCII bytes fold without the table.
+  uint32_t hash = 2166136261u;
+  auto mix = [&hash](uint32_t codePoint) {
+    hash = (hash ^ codePoint) * 16777619u;
+  };
+  const uint8_t* p = bytesOf(name);
+  const uint8_t* end = p + (name != nullptr ? length : 0);
+  while (p < end && *p < 0x80) mix(asciiFolded(*p++));
+  if (p == end) return hash;
+  FoldedReader rest(Utf8Reader(reinterpret_cast<const char*>(p), static_cast<std::size_t>(end - p)));
+  while (!rest.atEnd()) mix(rest.next());
+  return hash;
 }
 
 }  // namespace trove

@@ -32,4 +32,8 @@ bool namesEqual(const char* a, const char* b);
 // and `b` NUL-terminated.
 bool namesEqual(const char* a, std::size_t aLength, const char* b);
 
+// A hash of a name's folded code points: names that namesEqual hash alike.
+// Lets an index compare one number before it compares names.
+uint32_t foldedNameHash(const char* name, std::size_t length);
+
 }  // namespace trove

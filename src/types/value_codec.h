@@ -41,6 +41,15 @@ class ValueCodec {
 // no codec or the heap is exhausted.
 ValueCodec* createValueCodec(PropertiesMap* owner, TypeId type);
 
+// For a codec that shares its block with other data (a value record keeps its
+// codec at the start of its own block): the codec's size (0 for a type
+// without a codec), and its construction at the start of a block of at least
+// that size, aligned to kCodecAlignment. releaseValueCodec frees that whole
+// block.
+inline constexpr uint32_t kCodecAlignment = 16;
+uint32_t codecSize(TypeId type);
+ValueCodec* constructValueCodec(PropertiesMap* owner, TypeId type, void* block);
+
 // Runs the codec's destructor (which frees what it owns through its own
 // owner) and gives its block back through `owner`'s heap. Null is ignored.
 void releaseValueCodec(PropertiesMap* owner, ValueCodec* codec);

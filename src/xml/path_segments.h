@@ -11,7 +11,9 @@ namespace trove {
 
 class PathSegments {
  public:
-  explicit PathSegments(const char* path);
+  explicit PathSegments(const char* path)
+      : PathSegments(path != nullptr ? std::string_view(path) : std::string_view()) {}
+  explicit PathSegments(std::string_view path);
 
   // Takes the next segment off the path. False when the walk ends: the rest
   // is empty, or the next segment is empty.
@@ -19,6 +21,7 @@ class PathSegments {
 
  private:
   const char* rest_;
+  const char* end_;
   // The next "/" at or after rest_, or null when the rest holds none. A
   // suffix of a slash-free rest is slash-free too, so each byte is scanned
   // for "/" once however many segments the path has.

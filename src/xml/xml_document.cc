@@ -1,6 +1,11 @@
 // The document: the tree's root, its owner, and the current root key that
 // bounds what the Registry methods see.
+#include <new>
+
 #include "trove/result_codes.h"
+#include "xml/node_set.h"
+#include "xml/tree_memory.h"
+#include "xml/xml_list.h"
 #include "xml/xml_tree.h"
 
 namespace trove {
@@ -9,8 +14,17 @@ int32_t XmlDocument::attach(PropertiesMap* owner) {
   if (owner_ != nullptr) return errWrongState;
   if (owner == nullptr) return errInvalidArgument;
   owner_ = owner;
+  // Every node below the root joins this set; handles are checked against it.
+  void* block = treeAlloc(owner, sizeof(NodeSet));
+  if (block == nullptr) return errOutOfMemory;
+  auto* liveNodes = new (block) NodeSet();
+  liveNodes->init(owner);
   root_ = XmlNode::create(owner, "", 0);
-  if (root_ == nullptr) return errOutOfMemory;
+  if (root_ == nullptr) {
+    treeFree(owner, block);
+    return errOutOfMemory;
+  }
+  root_->liveNodes = liveNodes;
   rootKey_ = root_;
   return errOk;
 }
@@ -18,7 +32,12 @@ int32_t XmlDocument::attach(PropertiesMap* owner) {
 // The owner stays recorded, so a released document is not attached again;
 // the root and root key are cleared so that nothing can reach freed nodes.
 void XmlDocument::release() {
-  if (owner_ != nullptr && root_ != nullptr) XmlNode::destroy(root_);
+  if (owner_ != nullptr && root_ != nullptr) {
+    NodeSet* liveNodes = root_->liveNodes;
+    XmlNode::destroy(root_);
+    liveNodes->release();
+    treeFree(owner_, liveNodes);
+  }
   root_ = nullptr;
   rootKey_ = nullptr;
 }
@@ -29,7 +48,7 @@ int32_t XmlDocument::selectRootKey(XmlNode* node) {
     rootKey_ = root_;
     return errOk;
   }
-  if (root_->findParent(node) == nullptr) return errEntryNotFound;
+  if (!holdsNode(root_, node)) return errEntryNotFound;
   rootKey_ = node;
   return errOk;
 }
@@ -50,18 +69,15 @@ int32_t XmlDocument::setRootPath(const char* path) {
 XmlNode* XmlDocument::resolveKey(const XmlNode* node) const {
   if (root_ == nullptr) return nullptr;
   if (node == nullptr) return rootKey_;
-  // Found in the root key's subtree, the pointer is one of our own nodes.
-  if (rootKey_->findParent(node) == nullptr) return nullptr;
+  if (!holdsNode(rootKey_, node)) return nullptr;
   return const_cast<XmlNode*>(node);
 }
 
 XmlNode* XmlDocument::nextSibling(const XmlNode* node) const {
   if (root_ == nullptr || node == nullptr) return nullptr;
-  const XmlNode* parent = rootKey_->findParent(node);
-  if (parent == nullptr) return nullptr;
-  // For the root key itself the parent found is the root key, which does not
-  // hold it: no sibling.
-  return parent->nextChild(node);
+  // The root key itself has no sibling within the root key's subtree.
+  if (node == rootKey_ || !holdsNode(rootKey_, node)) return nullptr;
+  return listNext(node->parent->children, node);
 }
 
 void XmlDocument::clearRootKey() {

@@ -57,12 +57,4 @@ Element* listNext(const XmlList<Element>& list, const Element* element) {
   return element->next == list.sentinel() ? nullptr : element->next;
 }
 
-template <class Element>
-Element* listAt(const XmlList<Element>& list, uint32_t index) {
-  if (index >= list.count) return nullptr;
-  Element* element = listFront(list);
-  for (; element != nullptr && index > 0; --index) element = listNext(list, element);
-  return element;
-}
-
 }  // namespace trove

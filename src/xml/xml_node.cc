@@ -1,11 +1,15 @@
 // Keys: creation and destruction, path lookup and creation, child access and
 // removal. Every name lookup goes through firstChildNamed, every link change
 // through appendChild/unlinkChild and every node's memory through create and
-// freeNode, so an index kept later inside the tree has one place to hook in.
+// freeNode, which keep the live-node set and the name index in step.
+#include <cstring>
 #include <new>
 
 #include "base/case_folding.h"
 #include "trove/result_codes.h"
+#include "xml/list_cursor.h"
+#include "xml/name_index.h"
+#include "xml/node_set.h"
 #include "xml/path_segments.h"
 #include "xml/tree_memory.h"
 #include "xml/xml_list.h"
@@ -14,32 +18,39 @@
 namespace trove {
 namespace {
 
-// Gives back a node whose subtree is already gone: its name, then the node.
+XmlNode* newNode(PropertiesMap* owner, const char* name, std::size_t length, uint32_t hash) {
+  void* block = treeAlloc(owner, sizeof(XmlNode) + length + 1);
+  if (block == nullptr) return nullptr;
+  auto* node = new (block) XmlNode();
+  node->next = nullptr;
+  node->prev = nullptr;
+  node->owner = owner;
+  node->name = reinterpret_cast<char*>(node + 1);
+  if (length > 0) std::memcpy(node->name, name, length);
+  node->name[length] = '\0';
+  listInit(node->children);
+  listInit(node->values);
+  node->parent = nullptr;
+  node->liveNodes = nullptr;
+  node->childIndex = nullptr;
+  node->valueIndex = nullptr;
+  node->stamp = newListStamp();
+  node->nameHash = hash;
+  return node;
+}
+
+// Gives back a node whose subtree is already gone, name and all.
 void freeNode(XmlNode* node) {
-  PropertiesMap* owner = node->owner;
-  treeFree(owner, node->name);
-  treeFree(owner, node);
+  if (node->liveNodes != nullptr) node->liveNodes->erase(node);
+  NameIndex<XmlNode>::destroy(node->childIndex);
+  NameIndex<XmlValue>::destroy(node->valueIndex);
+  treeFree(node->owner, node);
 }
 
 }  // namespace
 
 XmlNode* XmlNode::create(PropertiesMap* owner, const char* name, uint32_t length) {
-  void* block = treeAlloc(owner, sizeof(XmlNode));
-  if (block == nullptr) return nullptr;
-  char* copy = treeCopyName(owner, name, length);
-  if (copy == nullptr) {
-    treeFree(owner, block);
-    return nullptr;
-  }
-  auto* node = new (block) XmlNode();
-  node->next = nullptr;
-  node->prev = nullptr;
-  node->owner = owner;
-  node->name = copy;
-  listInit(node->children);
-  listInit(node->values);
-  node->parent = nullptr;
-  return node;
+  return newNode(owner, name, length, foldedNameHash(name, length));
 }
 
 void XmlNode::destroy(XmlNode* node) {
@@ -51,17 +62,50 @@ void XmlNode::destroy(XmlNode* node) {
 void XmlNode::appendChild(XmlNode* child) {
   listAppend(children, child);
   child->parent = this;
+  if (childIndex != nullptr) {
+    if (!childIndex->add(child)) {
+      NameIndex<XmlNode>::destroy(childIndex);
+      childIndex = nullptr;
+    }
+  } else if (children.count >= NameIndex<XmlNode>::kMinimumCount) {
+    childIndex = NameIndex<XmlNode>::build(owner, children);  // null: scan until it can be had
+  }
+}
+
+// A new child named `name` at the end of the list, recorded as live; null when
+// the heap refuses.
+XmlNode* XmlNode::addChild(std::string_view name, uint32_t hash) {
+  XmlNode* child = newNode(owner, name.data(), name.size(), hash);
+  if (child == nullptr) return nullptr;
+  if (liveNodes != nullptr) {
+    if (!liveNodes->insert(child)) {
+      treeFree(owner, child);
+      return nullptr;
+    }
+    child->liveNodes = liveNodes;
+  }
+  appendChild(child);
+  return child;
 }
 
 void XmlNode::unlinkChild(XmlNode* child) {
   if (child->next == nullptr) return;
+  if (childIndex != nullptr) childIndex->remove(child, children);
   listUnlink(children, child);
   child->parent = nullptr;
+  stamp = newListStamp();
+  if (children.count == 0) {
+    NameIndex<XmlNode>::destroy(childIndex);
+    childIndex = nullptr;
+  }
 }
 
+// The node leaves the live set when it is freed, so while it is taken apart
+// it still counts as a node of the tree; its parent link leads the walk back.
 void XmlNode::destroyChild(XmlNode* child) {
   unlinkChild(child);
-  destroy(child);
+  child->clear();
+  freeNode(child);
 }
 
 // Takes the subtree apart without recursion, in the order a recursive
@@ -85,21 +129,34 @@ void XmlNode::clear() {
   }
 }
 
-XmlNode* XmlNode::firstChildNamed(std::string_view segment) const {
+XmlNode* XmlNode::firstChildNamed(std::string_view segment, uint32_t hash) const {
+  if (childIndex != nullptr) return childIndex->find(segment.data(), segment.size(), hash);
   for (XmlNode* child = listFront(children); child != nullptr; child = listNext(children, child)) {
-    if (namesEqual(segment.data(), segment.size(), child->name)) return child;
+    if (hasName(child, segment.data(), segment.size(), hash)) return child;
   }
   return nullptr;
 }
 
-XmlNode* XmlNode::findPath(const char* path, XmlNode** parentOut) const {
-  if (path == nullptr) return nullptr;
+XmlNode* XmlNode::findSegments(std::string_view path) const {
   auto* node = const_cast<XmlNode*>(this);
   PathSegments segments(path);
   std::string_view segment;
   while (segments.next(segment)) {
-    if (parentOut != nullptr) *parentOut = node;
-    node = node->firstChildNamed(segment);
+    node = node->firstChildNamed(segment, foldedNameHash(segment.data(), segment.size()));
+    if (node == nullptr) return nullptr;
+  }
+  return node;
+}
+
+XmlNode* XmlNode::findPath(const char* path, XmlNode** parentOut) const {
+  if (path == nullptr) return nullptr;
+  if (parentOut == nullptr) return findSegments(path);
+  auto* node = const_cast<XmlNode*>(this);
+  PathSegments segments(path);
+  std::string_view segment;
+  while (segments.next(segment)) {
+    *parentOut = node;
+    node = node->firstChildNamed(segment, foldedNameHash(segment.data(), segment.size()));
     if (node == nullptr) return nullptr;
   }
   return node;
@@ -107,22 +164,19 @@ XmlNode* XmlNode::findPath(const char* path, XmlNode** parentOut) const {
 
 XmlNode* XmlNode::createPath(const char* path, bool forceNew) {
   if (owner == nullptr || path == nullptr) return nullptr;
-  PropertiesMap* heapOwner = owner;
   XmlNode* node = this;
   PathSegments segments(path);
   std::string_view segment;
   while (segments.next(segment)) {
-    // The lookup runs on a terminated copy. The copy holds no "/", so any
-    // backslash in it separates levels there, while the new key keeps the
-    // whole segment as its name.
-    char* piece = treeCopyName(heapOwner, segment.data(), segment.size());
-    if (piece == nullptr) return nullptr;
-    XmlNode* reached = node->findPath(piece, nullptr);
-    if (reached == nullptr || forceNew) {
-      reached = create(heapOwner, piece, static_cast<uint32_t>(segment.size()));
-      if (reached != nullptr) node->appendChild(reached);
+    // The segment holds no "/", so any backslash in it separates levels for
+    // the lookup, while a new key keeps the whole segment as its name.
+    const uint32_t hash = foldedNameHash(segment.data(), segment.size());
+    XmlNode* reached = nullptr;
+    if (!forceNew) {
+      reached = segment.find('\\') == std::string_view::npos ? node->firstChildNamed(segment, hash)
+                                                             : node->findSegments(segment);
     }
-    treeFree(heapOwner, piece);
+    if (reached == nullptr) reached = node->addChild(segment, hash);
     if (reached == nullptr) return nullptr;
     node = reached;
     forceNew = false;
@@ -131,11 +185,16 @@ XmlNode* XmlNode::createPath(const char* path, bool forceNew) {
 }
 
 XmlNode* XmlNode::childAt(uint32_t index) const {
-  return listAt(children, index);
+  return listAtIndex(children, stamp, index);
 }
 
 XmlNode* XmlNode::nextChild(const XmlNode* child) const {
   if (child == nullptr) return nullptr;
+  if (liveNodes != nullptr) {
+    // Followed only once it is known to be a node of this document.
+    if (!liveNodes->contains(child)) return nullptr;
+    return child->parent == this ? listNext(children, child) : nullptr;
+  }
   for (XmlNode* c = listFront(children); c != nullptr; c = listNext(children, c)) {
     if (c == child) return listNext(children, c);
   }

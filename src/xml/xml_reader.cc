@@ -6,11 +6,10 @@
 #include <new>
 #include <stdexcept>
 
-#include "frame/host_services.h"
 #include "trove/abi.h"
 #include "trove/result_codes.h"
 #include "types/value_codec.h"
-#include "xml/xml_nesting.h"
+#include "xml/tree_memory.h"
 #include "xml/xml_tree.h"
 
 namespace trove {
@@ -119,22 +118,6 @@ bool appendReference(std::string_view body, std::string& out) {
   return true;
 }
 
-// One level of element content, left again when the scope ends.
-class ContentLevel {
- public:
-  explicit ContentLevel(XmlReader& reader) : reader_(reader), entered_(reader.enterContent()) {}
-  ~ContentLevel() {
-    if (entered_) reader_.leaveContent();
-  }
-  ContentLevel(const ContentLevel&) = delete;
-  ContentLevel& operator=(const ContentLevel&) = delete;
-  explicit operator bool() const { return entered_; }
-
- private:
-  XmlReader& reader_;
-  bool entered_;
-};
-
 const XmlAttribute* findNameAttribute(const std::vector<XmlAttribute>& list) {
   for (const XmlAttribute& attribute : list) {
     if (attribute.name == kNameAttribute) return &attribute;
@@ -159,15 +142,6 @@ bool XmlReader::readElementName() {
   if (cursor_ >= end_ || !isNameStart(static_cast<unsigned char>(*cursor_))) return false;
   ++cursor_;
   while (cursor_ < end_ && isElementNameChar(static_cast<unsigned char>(*cursor_))) ++cursor_;
-  return true;
-}
-
-bool XmlReader::enterContent() {
-  if (tooDeep_ || depth_ >= kMaxXmlNesting) {
-    tooDeep_ = true;
-    return false;
-  }
-  ++depth_;
   return true;
 }
 
@@ -328,23 +302,28 @@ bool XmlReader::readText(std::string& text) {
   return substantial;
 }
 
+// Nested elements are skipped whole. A fault inside one is not reported:
+// skipping resumes wherever its read stopped, one level up. The open nested
+// elements are kept on a list instead of the stack, so depth costs no stack.
 int XmlReader::skipContent(const XmlTag& tag) {
   if (tag.empty() || tag.selfClosing()) return 0;
-  ContentLevel level(*this);
-  if (!level) return malformed;
+  std::vector<std::string_view> nested;  // names of the open nested elements
   for (;;) {
-    itemKind kind = classifyItem();
+    const itemKind kind = classifyItem();
+    bool failed = false;
     switch (kind) {
       case itemStartTag: {
-        // Faults inside a skipped element go unreported and skipping resumes
-        // wherever the nested read stopped -- except the nesting bound.
-        XmlTag nested;
-        readStartTag(nested, requireTag | skipElement);
-        if (tooDeep_) return malformed;
+        XmlTag inner;
+        if (readStartTag(inner, requireTag) == 0 && !inner.selfClosing()) {
+          nested.push_back(inner.nameView());
+        }
         break;
       }
       case itemEndTag:
-        return 0;
+        if (nested.empty()) return 0;
+        readEndTag(nullptr);  // a nested element's end tag is not checked
+        nested.pop_back();
+        break;
       case itemText: {
         const char* lt = findByte(cursor_, end_, '<');
         cursor_ = lt ? lt : end_;
@@ -353,11 +332,16 @@ int XmlReader::skipContent(const XmlTag& tag) {
       case itemComment:
       case itemCData:
       case itemProcessing:
-        if (readSpecial(kind, nullptr) < 0) return malformed;
+        failed = readSpecial(kind, nullptr) < 0;
         break;
       case itemEnd:
       case itemUnknown:
-        return malformed;
+        failed = true;
+        break;
+    }
+    if (failed) {
+      if (nested.empty()) return malformed;
+      nested.pop_back();
     }
   }
 }
@@ -402,43 +386,80 @@ void decodeEntities(const char* text, size_t length, std::string& out) {
   out.append(p, static_cast<size_t>(end - p));
 }
 
+namespace {
+
+// A key element whose content is being read, and the node it loads into.
+struct OpenKey {
+  XmlNode* node;
+  XmlTag tag;
+};
+
+// The levels of a content loader, kept on a list instead of the stack.
+class OpenKeys {
+ public:
+  explicit OpenKeys(XmlNode* base) : base_(base) {}
+  XmlNode* current() const { return open_.empty() ? base_ : open_.back().node; }
+  bool atBase() const { return open_.empty(); }
+  void enter(XmlNode* node, const XmlTag& tag) { open_.push_back(OpenKey{node, tag}); }
+  // Leaves the innermost level; answers its element's tag.
+  XmlTag leave() {
+    XmlTag tag = open_.back().tag;
+    open_.pop_back();
+    return tag;
+  }
+
+ private:
+  XmlNode* base_;
+  std::vector<OpenKey> open_;
+};
+
+int32_t readValueElement(XmlNode* node, XmlReader& reader, const XmlTag& tag,
+                         std::vector<XmlAttribute>& attributes, std::string& text) {
+  int32_t type = typeIdFromName(tag.name, tag.nameLength);
+  if (type < 0) return errInvalidArgument;
+  if (reader.parseAttributes(tag, attributes) < 0) return errXmlFormat;
+  const XmlAttribute* name = findNameAttribute(attributes);
+  if (!name) return errInvalidArgument;
+  if (tag.selfClosing()) return errXmlFormat;
+  try {
+    reader.readText(text);
+  } catch (const std::bad_alloc&) {
+    return errOutOfMemory;
+  } catch (const std::length_error&) {
+    return errOutOfMemory;
+  }
+  return node->appendValueFromText(name->value.c_str(), static_cast<TypeId>(type), text.c_str());
+}
+
+}  // namespace
+
 int32_t readKeyContent(XmlNode* node, XmlReader& reader) {
-  ContentLevel level(reader);
-  if (!level) return errXmlFormat;
+  OpenKeys levels(node);
   std::vector<XmlAttribute> attributes;
   std::string text;
   for (;;) {
     XmlTag tag;
     int answer = reader.readStartTag(tag, 0);
     if (answer < 0) return errXmlFormat;
-    if (answer != 0) return errOk;  // text, an end tag or the end: no more children
-
+    if (answer != 0) {
+      // Text, an end tag or the end: no more children at this level.
+      if (levels.atBase()) return errOk;
+      if (reader.finishElement(levels.leave()) < 0) return errXmlFormat;
+      continue;
+    }
+    XmlNode* current = levels.current();
     if (tag.nameView() == kKeyElement) {
       if (reader.parseAttributes(tag, attributes) < 0) return errXmlFormat;
       const XmlAttribute* name = findNameAttribute(attributes);
       if (!name) return errInvalidArgument;
-      XmlNode* key = node->createPath(name->value.c_str(), false);
+      XmlNode* key = current->createPath(name->value.c_str(), false);
       if (!key) return errOutOfMemory;
       if (!tag.selfClosing()) {
-        int32_t result = readKeyContent(key, reader);
-        if (result < 0) return result;
+        levels.enter(key, tag);
+        continue;
       }
     } else {
-      int32_t type = typeIdFromName(tag.name, tag.nameLength);
-      if (type < 0) return errInvalidArgument;
-      if (reader.parseAttributes(tag, attributes) < 0) return errXmlFormat;
-      const XmlAttribute* name = findNameAttribute(attributes);
-      if (!name) return errInvalidArgument;
-      if (tag.selfClosing()) return errXmlFormat;
-      try {
-        reader.readText(text);
-      } catch (const std::bad_alloc&) {
-        return errOutOfMemory;
-      } catch (const std::length_error&) {
-        return errOutOfMemory;
-      }
-      int32_t result =
-          node->appendValueFromText(name->value.c_str(), static_cast<TypeId>(type), text.c_str());
+      int32_t result = readValueElement(current, reader, tag, attributes, text);
       if (result < 0) return result;
     }
     if (reader.finishElement(tag) < 0) return errXmlFormat;
@@ -446,37 +467,41 @@ int32_t readKeyContent(XmlNode* node, XmlReader& reader) {
 }
 
 int32_t importContent(XmlNode* node, XmlReader& reader) {
-  ContentLevel level(reader);
-  if (!level) return errXmlFormat;
+  OpenKeys levels(node);
   std::vector<XmlAttribute> attributes;
+  std::string text;
   for (;;) {
     XmlTag tag;
     int answer = reader.readStartTag(tag, XmlReader::reportText);
     if (answer == itemText || answer == itemCData) {
       // Text ends the import of this element's children; the parent's
       // finishElement skips whatever follows it.
-      std::string text;
       try {
-        if (!reader.readText(text)) return errOk;
+        if (reader.readText(text)) {
+          int32_t result =
+              levels.current()->appendValueFromText(kUnnamedValue, TROVE_TSTRING, text.c_str());
+          if (result < 0) return result;
+        }
       } catch (const std::bad_alloc&) {
         return errOutOfMemory;
       } catch (const std::length_error&) {
         return errOutOfMemory;
       }
-      int32_t result = node->appendValueFromText(kUnnamedValue, TROVE_TSTRING, text.c_str());
-      return result < 0 ? result : errOk;
+      answer = 1;
     }
     if (answer < 0) return errXmlFormat;
-    if (answer != 0) return errOk;
+    if (answer != 0) {
+      if (levels.atBase()) return errOk;
+      if (reader.finishElement(levels.leave()) < 0) return errXmlFormat;
+      continue;
+    }
 
     if (reader.parseAttributes(tag, attributes) < 0) return errXmlFormat;
-    void* block = nullptr;
-    if (hostAlloc(node->owner, &block, tag.nameLength + 1) < 0 || !block) return errOutOfMemory;
-    char* name = static_cast<char*>(block);
-    std::memcpy(name, tag.name, tag.nameLength);
-    name[tag.nameLength] = '\0';
-    XmlNode* key = node->createPath(name, true);
-    hostFree(node->owner, block);
+    XmlNode* current = levels.current();
+    char* name = treeCopyName(current->owner, tag.name, tag.nameLength);
+    if (!name) return errOutOfMemory;
+    XmlNode* key = current->createPath(name, true);
+    treeFree(current->owner, name);
     if (!key) return errOutOfMemory;
 
     for (const XmlAttribute& attribute : attributes) {
@@ -485,8 +510,8 @@ int32_t importContent(XmlNode* node, XmlReader& reader) {
       if (result < 0) return result;
     }
     if (!tag.selfClosing()) {
-      int32_t result = importContent(key, reader);
-      if (result < 0) return result;
+      levels.enter(key, tag);
+      continue;
     }
     if (reader.finishElement(tag) < 0) return errXmlFormat;
   }

@@ -76,12 +76,6 @@ class XmlReader {
   int readEndTag(std::string_view* name);
   int finishElement(const XmlTag& tag);
 
-  // Content nesting, bounded by kMaxXmlNesting. enterContent answers false
-  // when the bound is passed; the refusal sticks for the rest of the read.
-  bool enterContent();
-  void leaveContent() { --depth_; }
-  bool tooDeep() const { return tooDeep_; }
-
  private:
   bool skipWhitespace();
   bool startsWith(std::string_view literal) const;
@@ -89,8 +83,6 @@ class XmlReader {
 
   const char* cursor_;
   const char* end_;
-  int depth_ = 0;
-  bool tooDeep_ = false;
 };
 
 // Appends `text` to `out` with the five named references and numeric

@@ -4,8 +4,9 @@
 //
 // Every node, value record, name and codec lives on the owning object's host
 // heap. Names compare with namesEqual; lookups take the first match in list
-// order. Lookups are linear scans today; any index added later lives inside
-// these classes and keeps the same results.
+// order. Indexes make the common questions constant-time without changing an
+// answer: a document's set of live nodes checks handles, a long list's name
+// index finds names, each thread's remembered positions serve access by index.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +18,11 @@
 namespace trove {
 
 class PropertiesMap;
+class NodeSet;
 struct XmlNode;
 struct XmlValue;
+template <class Element>
+class NameIndex;
 
 // Head of a circular doubly linked list. `first`/`last` act as the sentinel's
 // next/prev links: in an empty list both point at the head itself.
@@ -35,11 +39,14 @@ struct XmlList {
   bool empty() const { return first == sentinel(); }
 };
 
+// A value lives in one block with its codec: the codec at the start, then
+// this record, then the name's bytes.
 struct XmlValue {
   XmlValue* next;
   XmlValue* prev;
   char* name;
   ValueCodec* codec;
+  uint32_t nameHash;  // foldedNameHash of the name, taken once when it is stored
 };
 
 struct XmlNode {
@@ -53,9 +60,16 @@ struct XmlNode {
   // while unlinked. Kept by the list operations; it lets the tree walk itself
   // without a stack.
   XmlNode* parent;
+  // The live nodes of the node's document, which every node created below
+  // it joins; null for a node outside any document.
+  NodeSet* liveNodes;
+  NameIndex<XmlNode>* childIndex;  // null while the list is short
+  NameIndex<XmlValue>* valueIndex;
+  uint64_t stamp;     // renewed whenever an element leaves either list
+  uint32_t nameHash;  // foldedNameHash of the name
 
-  // A new, unlinked node with a copy of `name` (length bytes) on the owner's
-  // heap; null when the heap is exhausted.
+  // A new, unlinked node with a copy of `name` (length bytes) in the same
+  // block, on the owner's heap; null when the heap is exhausted.
   static XmlNode* create(PropertiesMap* owner, const char* name, uint32_t length);
   // Clears the node and gives its name and memory back. The node must be unlinked.
   static void destroy(XmlNode* node);
@@ -99,7 +113,9 @@ struct XmlNode {
 
  private:
   XmlValue* firstValueNamed(const char* name) const;
-  XmlNode* firstChildNamed(std::string_view segment) const;
+  XmlNode* firstChildNamed(std::string_view segment, uint32_t hash) const;
+  XmlNode* findSegments(std::string_view path) const;
+  XmlNode* addChild(std::string_view name, uint32_t hash);
   void appendChild(XmlNode* child);
   void unlinkChild(XmlNode* child);
   void destroyChild(XmlNode* child);
@@ -143,6 +159,10 @@ class XmlDocument {
   XmlNode* root_ = nullptr;
   XmlNode* rootKey_ = nullptr;
 };
+
+// Whether `candidate` is a live node of `node`'s document and lies in
+// `node`'s subtree (or is `node`). Only a recognised candidate is followed.
+bool holdsNode(const XmlNode* node, const void* candidate);
 
 static_assert(sizeof(XmlDocument) == 24, "the document takes the first 24 bytes of the object");
 

@@ -1,20 +1,34 @@
 // Whole-subtree questions: which node holds a target, and the path down to
-// it. The target is only ever compared with nodes of the subtree, never read,
-// so a stale or made-up pointer is answered without touching memory. Both
-// walks run without recursion: they descend through first children and climb
-// through parent links.
+// it. A target is followed only once the document's live-node set knows it,
+// so a stale or made-up pointer is answered without touching memory; then a
+// climb through parent links tells whether it lies below. A node outside any
+// document has no such set, and its subtree is searched instead, comparing
+// addresses only. Nothing here recurses.
 #include <cstring>
 #include <limits>
 
 #include "trove/result_codes.h"
+#include "xml/node_set.h"
 #include "xml/xml_list.h"
 #include "xml/xml_tree.h"
 
 namespace trove {
 
+bool holdsNode(const XmlNode* node, const void* candidate) {
+  if (candidate == node) return true;
+  if (node->liveNodes == nullptr) return node->findParent(static_cast<const XmlNode*>(candidate));
+  if (!node->liveNodes->contains(candidate)) return false;
+  if (node->parent == nullptr) return true;  // the document root holds every live node
+  for (auto* up = static_cast<const XmlNode*>(candidate)->parent; up != nullptr; up = up->parent) {
+    if (up == node) return true;
+  }
+  return false;
+}
+
 const XmlNode* XmlNode::findParent(const XmlNode* target) const {
   if (target == nullptr) return nullptr;
   if (target == this) return this;
+  if (liveNodes != nullptr) return holdsNode(this, target) ? target->parent : nullptr;
   // Depth-first, children in list order.
   const XmlNode* node = listFront(children);
   while (node != nullptr) {
@@ -53,7 +67,7 @@ int32_t XmlNode::buildPath(const XmlNode* target, char* buffer, uint32_t size,
   uint32_t scratch = 0;
   if (length == nullptr) length = &scratch;
   const uint32_t entry = *length;
-  if (findParent(target) == nullptr) return errUnspecified;
+  if (!holdsNode(this, target)) return errUnspecified;
 
   // Measure, climbing from the target. A name gets a separator when anything
   // stands before it: the entry count, or a non-empty name higher up.

@@ -6,6 +6,8 @@
 
 #include "base/case_folding.h"
 #include "trove/result_codes.h"
+#include "xml/list_cursor.h"
+#include "xml/name_index.h"
 #include "xml/tree_memory.h"
 #include "xml/xml_list.h"
 #include "xml/xml_tree.h"
@@ -20,6 +22,10 @@ constexpr uint32_t kRedirectMarkerSize = sizeof(kRedirectMarker);  // with its N
 constexpr char kRedirectedName[] = "noname";
 
 bool isRedirect(const ValueCodec* codec) {
+  // Only a string's text can be the marker; asking a number for its text
+  // would cost a formatting on every lookup.
+  const TypeId type = codec->GetType();
+  if (type != TROVE_TSTRING && type != TROVE_TWSTRING) return false;
   char text[kRedirectMarkerSize] = {};
   uint32_t reported = 0;
   if (codec->ToText(text, kRedirectMarkerSize, &reported) < 0) return false;
@@ -30,22 +36,40 @@ bool isRedirect(const ValueCodec* codec) {
 }  // namespace
 
 XmlValue* XmlNode::firstValueNamed(const char* name) const {
+  const std::size_t length = std::strlen(name);
+  const uint32_t hash = foldedNameHash(name, length);
+  if (valueIndex != nullptr) return valueIndex->find(name, length, hash);
   for (XmlValue* value = listFront(values); value != nullptr; value = listNext(values, value)) {
-    if (namesEqual(value->name, name)) return value;
+    if (hasName(value, name, length, hash)) return value;
   }
   return nullptr;
 }
 
 void XmlNode::appendValue(XmlValue* value) {
   listAppend(values, value);
+  if (valueIndex != nullptr) {
+    if (!valueIndex->add(value)) {
+      NameIndex<XmlValue>::destroy(valueIndex);
+      valueIndex = nullptr;
+    }
+  } else if (values.count >= NameIndex<XmlValue>::kMinimumCount) {
+    valueIndex = NameIndex<XmlValue>::build(owner, values);  // null: scan until it can be had
+  }
 }
 
-// Releases in the fixed order: codec, name, record.
+// The record, its name and its codec share one block, which the codec's
+// release gives back.
 void XmlNode::destroyValue(XmlValue* value) {
-  if (value->next != nullptr) listUnlink(values, value);
+  if (value->next != nullptr) {
+    if (valueIndex != nullptr) valueIndex->remove(value, values);
+    listUnlink(values, value);
+    stamp = newListStamp();
+    if (values.count == 0) {
+      NameIndex<XmlValue>::destroy(valueIndex);
+      valueIndex = nullptr;
+    }
+  }
   releaseValueCodec(owner, value->codec);
-  treeFree(owner, value->name);
-  treeFree(owner, value);
 }
 
 void XmlNode::releaseValues() {
@@ -57,25 +81,22 @@ void XmlNode::releaseValues() {
 int32_t XmlNode::makeValue(const char* name, TypeId type, const void* data, uint32_t size,
                            const char* text) {
   if (owner == nullptr) return errWrongState;
-  void* block = treeAlloc(owner, sizeof(XmlValue));
+  const uint32_t codecBytes = codecSize(type);
+  if (codecBytes == 0) return errOutOfMemory;  // a type without a codec
+  if (name == nullptr) return errInvalidArgument;
+  const std::size_t length = std::strlen(name);
+  const std::size_t recordAt = (codecBytes + kCodecAlignment - 1) / kCodecAlignment * kCodecAlignment;
+  void* block = treeAlloc(owner, recordAt + sizeof(XmlValue) + length + 1);
   if (block == nullptr) return errOutOfMemory;
-  auto* value = new (block) XmlValue();
+  auto* value = new (static_cast<char*>(block) + recordAt) XmlValue();
   value->next = nullptr;
   value->prev = nullptr;
-  value->name = nullptr;
-  value->codec = createValueCodec(owner, type);
-  if (value->codec == nullptr) {
-    treeFree(owner, value);
-    return errOutOfMemory;
-  }
-  int32_t result = errOk;
-  if (name == nullptr) {
-    result = errInvalidArgument;
-  } else if ((value->name = treeCopyName(owner, name, std::strlen(name))) == nullptr) {
-    result = errOutOfMemory;
-  } else {
-    result = text != nullptr ? value->codec->FromText(text) : value->codec->SetBinary(data, size);
-  }
+  value->name = reinterpret_cast<char*>(value + 1);
+  std::memcpy(value->name, name, length + 1);
+  value->nameHash = foldedNameHash(name, length);
+  value->codec = constructValueCodec(owner, type, block);
+  const int32_t result =
+      text != nullptr ? value->codec->FromText(text) : value->codec->SetBinary(data, size);
   if (result < 0) {
     destroyValue(value);
     return result;
@@ -130,12 +151,12 @@ ValueCodec* XmlNode::findValue(const char* name) const {
 }
 
 ValueCodec* XmlNode::valueAt(uint32_t index) const {
-  XmlValue* value = listAt(values, index);
+  XmlValue* value = listAtIndex(values, stamp, index);
   return value != nullptr ? value->codec : nullptr;
 }
 
 const char* XmlNode::valueNameAt(uint32_t index) const {
-  XmlValue* value = listAt(values, index);
+  XmlValue* value = listAtIndex(values, stamp, index);
   return value != nullptr ? value->name : nullptr;
 }
 
@@ -148,7 +169,7 @@ int32_t XmlNode::removeValue(const char* name) {
 }
 
 int32_t XmlNode::removeValueAt(uint32_t index) {
-  XmlValue* value = listAt(values, index);
+  XmlValue* value = listAtIndex(values, stamp, index);
   if (value == nullptr) return errEntryNotFound;
   destroyValue(value);
   return errOk;

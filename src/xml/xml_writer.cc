@@ -10,7 +10,6 @@
 #include "trove/abi.h"
 #include "trove/result_codes.h"
 #include "types/value_codec.h"
-#include "xml/xml_nesting.h"
 #include "xml/xml_tree.h"
 
 namespace trove {
@@ -59,22 +58,27 @@ std::string_view replacementOf(unsigned char c, char (&scratch)[8]) {
   return {scratch, n};
 }
 
+// Most value texts are short: they are asked for straight into a small
+// zeroed buffer, and only a text that does not fit takes a size query and a
+// buffer of its own. The zeroes terminate texts of codecs that write none.
 int32_t writeValues(const XmlNode* node, std::string& out, int32_t indent) {
-  std::vector<char> text;  // reused from value to value
+  std::vector<char> large;
   // Walked by count, so the loop never depends on where the sentinel sits.
   const XmlValue* value = node->values.first;
   for (uint64_t i = 0; i < node->values.count; ++i, value = value->next) {
     const ValueCodec* codec = value->codec;
+    char small[64];
+    std::memset(small, 0, sizeof(small));
+    const char* text = small;
     uint32_t length = 0;
-    int32_t result = codec->ToText(nullptr, 0, &length);
+    int32_t result = codec->ToText(small, sizeof(small) - 1, &length);
+    if (result == errBufferTooSmall) {
+      large.assign(static_cast<size_t>(length) + 1, '\0');
+      uint32_t written = 0;
+      result = codec->ToText(large.data(), length, &written);
+      text = large.data();
+    }
     if (result < 0) return result;
-    // Several codecs write no terminator: a zeroed buffer one byte longer
-    // than the text always ends in one.
-    text.assign(static_cast<size_t>(length) + 1, '\0');
-    uint32_t written = 0;
-    result = codec->ToText(text.data(), length, &written);
-    if (result < 0) return result;
-    text[length] = '\0';
 
     const char* element = elementNameOf(codec->GetType());
     if (!element) return errUnexpected;  // no codec is made for such a type
@@ -83,7 +87,7 @@ int32_t writeValues(const XmlNode* node, std::string& out, int32_t indent) {
     out += element;
     writeNameAttribute(out, value->name);
     out += '>';
-    escapeText(text.data(), SIZE_MAX, out);  // an embedded NUL cuts the text
+    escapeText(text, SIZE_MAX, out);  // an embedded NUL cuts the text
     out += "</";
     out += element;
     out += '>';
@@ -115,27 +119,55 @@ void writeNameAttribute(std::string& out, const char* name) {
   out += '"';
 }
 
+namespace {
+
+void writeKeyOpen(const XmlNode* key, std::string& out, size_t indent) {
+  out.append(indent, ' ');
+  out += "<key";
+  writeNameAttribute(out, key->name);
+  out += '>';
+  out += kLineEnd;
+}
+
+void writeKeyClose(std::string& out, size_t indent) {
+  out.append(indent, ' ');
+  out += "</key>";
+  out += kLineEnd;
+}
+
+}  // namespace
+
+// Depth first without recursion: down through first children, across through
+// siblings, up through parent links. A key's values follow its subkeys.
 int32_t writeNode(const XmlNode* node, std::string& out, int32_t indent) {
-  // The elements written here stand one level below the node's own. The
-  // reader refuses content nested beyond its bound, so such a tree is
-  // refused here rather than saved into a store that cannot be read back.
-  const bool hasContent = node->children.count != 0 || node->values.count != 0;
-  if (hasContent && indent / kIndentStep + 1 > kMaxXmlNesting) return errXmlFormat;
   try {
-    const XmlNode* child = node->children.first;
-    for (uint64_t i = 0; i < node->children.count; ++i, child = child->next) {
-      out.append(static_cast<size_t>(indent), ' ');
-      out += "<key";
-      writeNameAttribute(out, child->name);
-      out += '>';
-      out += kLineEnd;
-      int32_t result = writeNode(child, out, indent + kIndentStep);
-      if (result < 0) return result;
-      out.append(static_cast<size_t>(indent), ' ');
-      out += "</key>";
-      out += kLineEnd;
+    const XmlNode* current = node;
+    size_t depth = static_cast<size_t>(indent);  // indentation of current's content
+    for (;;) {
+      if (current->children.count != 0) {
+        current = current->children.first;
+        writeKeyOpen(current, out, depth);
+        depth += kIndentStep;
+        continue;
+      }
+      // `current` has no subkeys left to write: its values, then climb until
+      // a key with a next sibling.
+      for (;;) {
+        int32_t result = writeValues(current, out, static_cast<int32_t>(depth));
+        if (result < 0) return result;
+        if (current == node) return errOk;
+        depth -= kIndentStep;
+        writeKeyClose(out, depth);
+        const XmlNode* parent = current->parent;
+        if (current != parent->children.last) {
+          current = current->next;
+          writeKeyOpen(current, out, depth);
+          depth += kIndentStep;
+          break;
+        }
+        current = parent;
+      }
     }
-    return writeValues(node, out, indent);
   } catch (const std::bad_alloc&) {
     return errOutOfMemory;
   } catch (const std::length_error&) {
