@@ -106,11 +106,14 @@ std::string defaultModulePath() {
 }
 
 int32_t hostTrace(void* object, uint32_t level, const char* format, va_list args) {
+  if (!directory::anySinkKeeps(level)) return errOk;
+  std::shared_ptr<TraceSink> sink = directory::sinkFor(object);
+  if (level > sink->maxLevel()) return errOk;
   TraceLine line;
   line.level = level;
   line.text = formatTraceV(format, args);
   line.object = object;
-  directory::sinkFor(object)->write(line);
+  sink->write(line);
   return errOk;
 }
 
@@ -245,8 +248,11 @@ void* Host::onResolve(void** cell, uint32_t first, uint32_t function, uint32_t s
 }
 
 void Host::setTraceSink(std::shared_ptr<TraceSink> sink) {
-  std::lock_guard lock(mutex_);
-  sink_ = sink ? std::move(sink) : std::make_shared<StderrTraceSink>();
+  {
+    std::lock_guard lock(mutex_);
+    sink_ = sink ? std::move(sink) : std::make_shared<StderrTraceSink>();
+  }
+  directory::sinksChanged();
 }
 
 std::shared_ptr<TraceSink> Host::traceSink() const {

@@ -1,6 +1,7 @@
 #include "host_directory.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
@@ -14,6 +15,10 @@ struct State {
   std::mutex mutex;
   std::vector<Host*> hosts;  // in order of creation
   std::unordered_map<const void*, Host*> objects;
+  // The highest level any sink that a line could reach would keep. A module
+  // traces every call; a line no sink keeps is dropped before anything is
+  // looked up or formatted.
+  std::atomic<uint32_t> widestLevel{kTraceLevelWarnings};
 };
 
 State& state() {
@@ -22,11 +27,29 @@ State& state() {
   return *s;
 }
 
+// Called with the directory's mutex held.
+void recomputeWidestLevel(State& s) {
+  uint32_t widest = s.hosts.empty() ? kTraceLevelWarnings : 0;  // the fallback sink's level
+  for (Host* host : s.hosts) widest = std::max(widest, host->traceSink()->maxLevel());
+  s.widestLevel.store(widest, std::memory_order_relaxed);
+}
+
 }  // namespace
+
+void sinksChanged() {
+  State& s = state();
+  std::lock_guard lock(s.mutex);
+  recomputeWidestLevel(s);
+}
+
+bool anySinkKeeps(uint32_t level) {
+  return level <= state().widestLevel.load(std::memory_order_relaxed);
+}
 
 void addHost(Host* host) {
   std::lock_guard lock(state().mutex);
   state().hosts.push_back(host);
+  recomputeWidestLevel(state());
 }
 
 void removeHost(Host* host) {
@@ -34,6 +57,7 @@ void removeHost(Host* host) {
   std::lock_guard lock(s.mutex);
   s.hosts.erase(std::remove(s.hosts.begin(), s.hosts.end(), host), s.hosts.end());
   std::erase_if(s.objects, [host](const auto& entry) { return entry.second == host; });
+  recomputeWidestLevel(s);
 }
 
 void addObject(const void* object, Host* host) {

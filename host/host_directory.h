@@ -20,6 +20,10 @@ void removeObject(const void* object);
 // The sink of the host owning `object`, else of the most recently created
 // live host, else a standard-error sink with the default level.
 std::shared_ptr<TraceSink> sinkFor(const void* object);
+// Whether some sink a line could reach keeps lines of `level`. Lock-free.
+bool anySinkKeeps(uint32_t level);
+// To be called when a host's sink was replaced.
+void sinksChanged();
 
 }  // namespace directory
 }  // namespace trove::host

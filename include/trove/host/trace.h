@@ -27,6 +27,12 @@ std::string formatResult(int32_t code);
 // The message alone: "Invalid argument".
 std::string resultMessage(int32_t code);
 
+// The lower a level, the more serious the line: 200 a failed registration,
+// 300 errors, 350 store warnings, 400-500 save progress, 600 every call.
+inline constexpr uint32_t kTraceLevelErrors = 300;
+inline constexpr uint32_t kTraceLevelWarnings = 350;
+inline constexpr uint32_t kTraceLevelAll = 0xFFFFFFFFu;
+
 struct TraceLine {
   uint32_t level = 0;
   std::string text;
@@ -38,13 +44,11 @@ class TraceSink {
   virtual ~TraceSink() = default;
   // Called from whichever thread the module traces on.
   virtual void write(const TraceLine& line) = 0;
+  // The highest level this sink keeps. Lines above it are neither formatted
+  // nor handed to write(), so a quiet sink costs the module's calls nothing.
+  virtual uint32_t maxLevel() const { return kTraceLevelAll; }
 };
 
-// The lower a level, the more serious the line: 200 a failed registration,
-// 300 errors, 350 store warnings, 400-500 save progress, 600 every call.
-inline constexpr uint32_t kTraceLevelErrors = 300;
-inline constexpr uint32_t kTraceLevelWarnings = 350;
-inline constexpr uint32_t kTraceLevelAll = 0xFFFFFFFFu;
 
 // Writes "trace <level>: <text>" to standard error for lines whose level is
 // at most maxLevel; the rest is dropped. The default shows errors and
@@ -53,7 +57,7 @@ class StderrTraceSink : public TraceSink {
  public:
   explicit StderrTraceSink(uint32_t maxLevel = kTraceLevelWarnings) : maxLevel_(maxLevel) {}
   void write(const TraceLine& line) override;
-  uint32_t maxLevel() const { return maxLevel_; }
+  uint32_t maxLevel() const override { return maxLevel_; }
 
  private:
   uint32_t maxLevel_;
