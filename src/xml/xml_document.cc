@@ -33,9 +33,10 @@ int32_t XmlDocument::attach(PropertiesMap* owner) {
 // the root and root key are cleared so that nothing can reach freed nodes.
 void XmlDocument::release() {
   if (owner_ != nullptr && root_ != nullptr) {
+    // Every node goes: the set is emptied at once rather than node by node.
     NodeSet* liveNodes = root_->liveNodes;
-    XmlNode::destroy(root_);
     liveNodes->release();
+    XmlNode::destroy(root_);
     treeFree(owner_, liveNodes);
   }
   root_ = nullptr;

@@ -117,6 +117,9 @@ void XmlNode::clear() {
   XmlNode* node = this;
   for (;;) {
     node->releaseValues();
+    // Every child goes: the index is dropped rather than kept up to date.
+    NameIndex<XmlNode>::destroy(node->childIndex);
+    node->childIndex = nullptr;
     if (XmlNode* child = listFront(node->children)) {
       node = child;
       continue;

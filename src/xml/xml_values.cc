@@ -72,7 +72,10 @@ void XmlNode::destroyValue(XmlValue* value) {
   releaseValueCodec(owner, value->codec);
 }
 
+// All of them go: the index is dropped first rather than kept up to date.
 void XmlNode::releaseValues() {
+  NameIndex<XmlValue>::destroy(valueIndex);
+  valueIndex = nullptr;
   while (XmlValue* value = listFront(values)) destroyValue(value);
 }
 
