@@ -142,6 +142,14 @@ uint32_t writeSignedDecimal(int64_t value, char* out) {
 }
 
 uint32_t formatDouble(double value, char* out) {
+  // to_chars with a precision is printf's "%lf" in the C locale, without
+  // switching locales around every value.
+  const auto r = std::to_chars(out, out + kDoubleTextCapacity - 1, value,
+                               std::chars_format::fixed, 6);
+  if (r.ec == std::errc()) {
+    *r.ptr = '\0';
+    return static_cast<uint32_t>(r.ptr - out);
+  }
   CLocaleScope scope;
   const int n = std::snprintf(out, kDoubleTextCapacity, "%lf", value);
   if (n < 0) {
@@ -153,7 +161,36 @@ uint32_t formatDouble(double value, char* out) {
       std::min<std::size_t>(static_cast<std::size_t>(n), kDoubleTextCapacity - 1));
 }
 
+namespace {
+
+// The form the store writes, "-123.456000": from_chars reads it exactly as
+// scanf would, without a locale switch. Anything else goes to scanf.
+bool isPlainDecimal(const char* text, const char** end) {
+  const char* p = text;
+  if (*p == '-') ++p;
+  const char* digits = p;
+  while (*p >= '0' && *p <= '9') ++p;
+  if (p == digits) return false;
+  if (*p == '.') {
+    const char* fraction = ++p;
+    while (*p >= '0' && *p <= '9') ++p;
+    if (p == fraction) return false;
+  }
+  *end = p;
+  return *p == '\0';
+}
+
+}  // namespace
+
 int scanDouble(const char* text, double* value) {
+  const char* end = nullptr;
+  if (isPlainDecimal(text, &end)) {
+    double number = 0;
+    if (std::from_chars(text, end, number).ec == std::errc()) {
+      *value = number;
+      return 1;
+    }
+  }
   CLocaleScope scope;
   const int n = std::sscanf(text, "%lf", value);
   return n == EOF ? -1 : n;

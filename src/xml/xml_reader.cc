@@ -2,6 +2,7 @@
 // past its end; names and texts are decoded into short-lived std::strings.
 #include "xml/xml_reader.h"
 
+#include <array>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -20,29 +21,53 @@ constexpr std::string_view kKeyElement = "key";
 constexpr std::string_view kNameAttribute = "name";
 constexpr const char* kUnnamedValue = "noname";
 
+// Byte classes, looked up rather than compared: the reader asks for every byte.
+enum ByteClass : uint8_t {
+  kSpace = 1,          // white space between items
+  kNameStart = 2,      // first byte of an element or attribute name
+  kAttributeName = 4,  // later bytes of an attribute name
+  kElementName = 8,    // later bytes of an element name
+  kStartTagByte = 16,  // a byte after '<' that makes a start tag
+};
+
+constexpr std::array<uint8_t, 256> kByteClasses = [] {
+  std::array<uint8_t, 256> classes{};
+  for (unsigned c = 0; c < 256; ++c) {
+    const bool space = c == 0x09 || c == 0x0A || c == 0x0D || c == 0x20;
+    const bool nameStart = c == ':' || c == '_' || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+    // Bytes 0xC0-0xFF that are name characters when read as Latin-1 code points.
+    const bool latinLetter = c >= 0xC0 && c != 0xD7 && c != 0xF7;
+    const bool attributeName = nameStart || c == '-' || c == '.' || (c >= '0' && c <= '9');
+    classes[c] = static_cast<uint8_t>((space ? kSpace : 0) | (nameStart ? kNameStart : 0) |
+                                      (attributeName ? kAttributeName : 0) |
+                                      (attributeName || c == 0xB7 || latinLetter ? kElementName : 0) |
+                                      (nameStart || latinLetter ? kStartTagByte : 0));
+  }
+  return classes;
+}();
+
+bool is(unsigned char c, ByteClass byteClass) {
+  return (kByteClasses[c] & byteClass) != 0;
+}
+
 bool isWhitespace(unsigned char c) {
-  return c == 0x09 || c == 0x0A || c == 0x0D || c == 0x20;
+  return is(c, kSpace);
 }
 
 bool isNameStart(unsigned char c) {
-  return c == ':' || c == '_' || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-// Bytes 0xC0-0xFF that are name characters when read as Latin-1 code points.
-bool isLatinLetter(unsigned char c) {
-  return c >= 0xC0 && c != 0xD7 && c != 0xF7;
+  return is(c, kNameStart);
 }
 
 bool isAttributeNameChar(unsigned char c) {
-  return isNameStart(c) || c == '-' || c == '.' || (c >= '0' && c <= '9');
+  return is(c, kAttributeName);
 }
 
 bool isElementNameChar(unsigned char c) {
-  return isAttributeNameChar(c) || c == 0xB7 || isLatinLetter(c);
+  return is(c, kElementName);
 }
 
 bool isStartTagByte(unsigned char c) {
-  return isNameStart(c) || isLatinLetter(c);
+  return is(c, kStartTagByte);
 }
 
 const char* findByte(const char* from, const char* end, char byte) {
@@ -234,7 +259,13 @@ int XmlReader::readStartTag(XmlTag& tag, unsigned flags) {
 }
 
 int XmlReader::parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& list) const {
-  list.clear();
+  // Entries are reused from tag to tag, keeping their strings' capacity.
+  size_t count = 0;
+  struct Trim {
+    std::vector<XmlAttribute>& list;
+    size_t& count;
+    ~Trim() { list.resize(count); }
+  } trim{list, count};
   if (tag.empty()) return 0;
   const char* p = tag.name + tag.nameLength;
   const char* close = tag.end - 1;  // the tag's '>'
@@ -258,10 +289,13 @@ int XmlReader::parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& lis
       const char quote = *p++;
       const char* valueEnd = findByte(p, close, quote);
       if (!valueEnd) return malformed;
-      XmlAttribute attribute;
+      if (count == list.size()) list.emplace_back();
+      XmlAttribute& attribute = list[count];
+      attribute.name.clear();
+      attribute.value.clear();
       decodeEntities(nameStart, static_cast<size_t>(nameEnd - nameStart), attribute.name);
       decodeEntities(p, static_cast<size_t>(valueEnd - p), attribute.value);
-      list.push_back(std::move(attribute));
+      ++count;
       p = valueEnd + 1;
     }
   } catch (const std::bad_alloc&) {
