@@ -3,12 +3,14 @@
 // the owner's heap empty and no block given back through a foreign holder.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "trove/abi.h"
 #include "trove/host/heap.h"
+#include "base/case_folding.h"
 #include "trove/result_codes.h"
 #include "xml/path_segments.h"
 #include "xml/xml_tree.h"
@@ -715,6 +717,83 @@ TEST_F(ElementTreeTest, AllocationFailuresKeepEarlierKeys) {
   EXPECT_EQ(addDword(a, "d", 1), errOutOfMemory);
   hostHeap.stopFailing();
   EXPECT_EQ(addString(a, "s", "text"), errOk);
+}
+
+// Long lists are indexed and walked from remembered positions. Against a
+// plain model of the lists, every lookup must still give the first match in
+// list order and every index the element at that place, through twins,
+// appends and removals at the front, middle and end.
+TEST_F(ElementTreeTest, IndexedListsAnswerLikeAScanThroughTwinsAndRemovals) {
+  const char* names[] = {"k0", "K0", "k1", "STRASSE", "straße", "k2", "noname", "k3"};
+  std::vector<XmlNode*> keys;        // model of root's child list
+  std::vector<std::string> values;   // model of root's value names
+  unsigned seed = 7;
+  auto next = [&seed](unsigned bound) {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) % bound;
+  };
+  auto firstKey = [&](const char* n) -> XmlNode* {
+    for (XmlNode* key : keys) {
+      if (namesEqual(key->name, n)) return key;
+    }
+    return nullptr;
+  };
+  for (int step = 0; step < 600; ++step) {
+    const char* n = names[next(8)];
+    switch (next(6)) {
+      case 0:
+      case 1:
+        keys.push_back(root->createPath(n, true));
+        ASSERT_NE(keys.back(), nullptr);
+        break;
+      case 2:
+      case 3:
+        ASSERT_EQ(root->appendValueFromText(n, TROVE_TDWORD, "1"), errOk);
+        values.emplace_back(n);
+        break;
+      case 4:
+        if (!keys.empty()) {
+          const uint32_t at = next(static_cast<unsigned>(keys.size()));
+          ASSERT_EQ(root->removeChildAt(at), errOk);
+          keys.erase(keys.begin() + at);
+        }
+        if (!values.empty()) {
+          const uint32_t at = next(static_cast<unsigned>(values.size()));
+          ASSERT_EQ(root->removeValueAt(at), errOk);
+          values.erase(values.begin() + at);
+        }
+        break;
+      default:
+        if (XmlNode* first = firstKey(n)) {
+          ASSERT_EQ(root->removePath(n), errOk);
+          keys.erase(std::find(keys.begin(), keys.end(), first));
+        }
+        for (auto it = values.begin(); it != values.end(); ++it) {
+          if (namesEqual(it->c_str(), n)) {
+            ASSERT_EQ(root->removeValue(n), errOk);
+            values.erase(it);
+            break;
+          }
+        }
+    }
+    ASSERT_EQ(root->childCount(), keys.size());
+    ASSERT_EQ(root->valueCount(), values.size());
+    for (const char* probe : names) {
+      ASSERT_EQ(root->findPath(probe, nullptr), firstKey(probe)) << step << " " << probe;
+      const ValueCodec* found = root->findValue(probe);
+      const ValueCodec* expected = nullptr;
+      for (uint32_t i = 0; i < values.size() && expected == nullptr; ++i) {
+        if (namesEqual(values[i].c_str(), probe)) expected = root->valueAt(i);
+      }
+      ASSERT_EQ(found, expected) << step << " " << probe;
+    }
+    // Forwards, backwards and from the middle, as callers walk.
+    for (uint32_t i = 0; i < keys.size(); ++i) ASSERT_EQ(root->childAt(i), keys[i]) << step;
+    for (uint32_t i = static_cast<uint32_t>(keys.size()); i-- > 0;) ASSERT_EQ(root->childAt(i), keys[i]);
+    for (uint32_t i = 0; i < values.size(); ++i) ASSERT_EQ(root->valueNameAt(i), values[i]);
+    for (XmlNode* key : keys) ASSERT_EQ(doc.resolveKey(key), key);
+  }
+  EXPECT_GT(keys.size() + values.size(), 16u) << "the lists must grow past the indexed length";
 }
 
 TEST(ElementTreeAttachTest, FailedAttachKeepsTheOwner) {

@@ -2,6 +2,7 @@
 // process memory; the tree is only read.
 #include "xml/xml_writer.h"
 
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -144,6 +145,10 @@ int32_t writeNode(const XmlNode* node, std::string& out, int32_t indent) {
     const XmlNode* current = node;
     size_t depth = static_cast<size_t>(indent);  // indentation of current's content
     for (;;) {
+      // No store text may pass 32 bits. Indentation grows with depth, so a
+      // deep chain would otherwise grow the text quadratically before any
+      // check could refuse it.
+      if (out.size() > UINT32_MAX) return errInvalidSize;
       if (current->children.count != 0) {
         current = current->children.first;
         writeKeyOpen(current, out, depth);
