@@ -18,8 +18,7 @@ void installTrace(const std::optional<uint32_t>& level) {
   if (level) {
     trove::setTraceSink(std::make_shared<trove::host::StderrTraceSink>(*level));
   } else {
-    trove::setTraceSink(
-        std::make_shared<trove::host::CallbackTraceSink>([](const trove::host::TraceLine&) {}));
+    trove::setTraceSink(std::make_shared<trove::host::SilentTraceSink>());
   }
 }
 
