@@ -20,10 +20,17 @@
 
 namespace trove {
 
+inline const char* nameOf(const XmlNode* node) {
+  return node->name;
+}
+inline const char* nameOf(const XmlValue* value) {
+  return value->name();
+}
+
 // Whether an element carries the name (`hash` is its foldedNameHash).
 template <class Element>
 bool hasName(const Element* element, const char* name, std::size_t length, uint32_t hash) {
-  return element->nameHash == hash && namesEqual(name, length, element->name);
+  return element->nameHash == hash && namesEqual(name, length, nameOf(element));
 }
 
 template <class Element>
@@ -73,8 +80,8 @@ class NameIndex {
 
   // Forgets an element that is about to leave the list (still linked in it).
   void remove(Element* element, const XmlList<Element>& list) {
-    const std::size_t length = std::strlen(element->name);
-    uint32_t i = slotOf(element->name, length, element->nameHash);
+    const std::size_t length = std::strlen(nameOf(element));
+    uint32_t i = slotOf(nameOf(element), length, element->nameHash);
     Slot& slot = slots_[i];
     if (slot.first != element) {  // a later twin
       --slot.twins;
@@ -85,7 +92,7 @@ class NameIndex {
       return;
     }
     Element* next = element->next;
-    while (next != list.sentinel() && !hasName(next, element->name, length, element->nameHash)) {
+    while (next != list.sentinel() && !hasName(next, nameOf(element), length, element->nameHash)) {
       next = next->next;
     }
     slot.first = next;
@@ -105,7 +112,7 @@ class NameIndex {
   }
 
   void insert(Element* element) {
-    const std::size_t length = std::strlen(element->name);
+    const std::size_t length = std::strlen(nameOf(element));
     for (uint32_t i = element->nameHash & mask_;; i = (i + 1) & mask_) {
       Slot& slot = slots_[i];
       if (slot.first == nullptr) {
@@ -113,7 +120,7 @@ class NameIndex {
         ++used_;
         return;
       }
-      if (hasName(slot.first, element->name, length, element->nameHash)) {
+      if (hasName(slot.first, nameOf(element), length, element->nameHash)) {
         ++slot.twins;
         return;
       }

@@ -39,14 +39,21 @@ struct XmlList {
   bool empty() const { return first == sentinel(); }
 };
 
-// A value lives in one block with its codec: the codec at the start, then
-// this record, then the name's bytes.
+// A value lives in one block: its codec at the start, then this record, then
+// the name's bytes. The record finds both by position, which keeps the tree's
+// largest population of blocks small.
 struct XmlValue {
   XmlValue* next;
   XmlValue* prev;
-  char* name;
-  ValueCodec* codec;
-  uint32_t nameHash;  // foldedNameHash of the name, taken once when it is stored
+  uint32_t nameHash;     // foldedNameHash of the name, taken once when it is stored
+  uint32_t codecOffset;  // bytes from the codec back at the block's start to here
+
+  char* name() { return reinterpret_cast<char*>(this + 1); }
+  const char* name() const { return reinterpret_cast<const char*>(this + 1); }
+  ValueCodec* codec() const {
+    return reinterpret_cast<ValueCodec*>(
+        const_cast<char*>(reinterpret_cast<const char*>(this) - codecOffset));
+  }
 };
 
 struct XmlNode {
@@ -67,7 +74,6 @@ struct XmlNode {
   NameIndex<XmlValue>* valueIndex;
   uint64_t stamp;     // renewed whenever an element leaves either list
   uint32_t nameHash;  // foldedNameHash of the name
-
   // A new, unlinked node with a copy of `name` (length bytes) in the same
   // block, on the owner's heap; null when the heap is exhausted.
   static XmlNode* create(PropertiesMap* owner, const char* name, uint32_t length);
@@ -107,7 +113,7 @@ struct XmlNode {
   template <class Visit>
   void forEachValue(Visit&& visit) const {
     for (const XmlValue* v = values.first; v != values.sentinel(); v = v->next) {
-      visit(static_cast<const char*>(v->name), static_cast<const ValueCodec*>(v->codec));
+      visit(v->name(), static_cast<const ValueCodec*>(v->codec()));
     }
   }
 

@@ -69,7 +69,7 @@ void XmlNode::destroyValue(XmlValue* value) {
       valueIndex = nullptr;
     }
   }
-  releaseValueCodec(owner, value->codec);
+  releaseValueCodec(owner, value->codec());
 }
 
 // All of them go: the index is dropped first rather than kept up to date.
@@ -94,12 +94,11 @@ int32_t XmlNode::makeValue(const char* name, TypeId type, const void* data, uint
   auto* value = new (static_cast<char*>(block) + recordAt) XmlValue();
   value->next = nullptr;
   value->prev = nullptr;
-  value->name = reinterpret_cast<char*>(value + 1);
-  std::memcpy(value->name, name, length + 1);
+  std::memcpy(value->name(), name, length + 1);
   value->nameHash = foldedNameHash(name, length);
-  value->codec = constructValueCodec(owner, type, block);
-  const int32_t result =
-      text != nullptr ? value->codec->FromText(text) : value->codec->SetBinary(data, size);
+  value->codecOffset = static_cast<uint32_t>(recordAt);
+  ValueCodec* codec = constructValueCodec(owner, type, block);
+  const int32_t result = text != nullptr ? codec->FromText(text) : codec->SetBinary(data, size);
   if (result < 0) {
     destroyValue(value);
     return result;
@@ -144,10 +143,10 @@ ValueCodec* XmlNode::findValue(const char* name) const {
   for (;;) {
     XmlValue* value = node->firstValueNamed(name);
     if (value == nullptr) return fallback;
-    if (!isRedirect(value->codec)) return value->codec;
+    if (!isRedirect(value->codec())) return value->codec();
     const XmlNode* target = node->findPath(name, nullptr);
-    if (target == nullptr) return value->codec;
-    fallback = value->codec;
+    if (target == nullptr) return value->codec();
+    fallback = value->codec();
     node = target;
     name = kRedirectedName;
   }
@@ -155,12 +154,12 @@ ValueCodec* XmlNode::findValue(const char* name) const {
 
 ValueCodec* XmlNode::valueAt(uint32_t index) const {
   XmlValue* value = listAtIndex(values, stamp, index);
-  return value != nullptr ? value->codec : nullptr;
+  return value != nullptr ? value->codec() : nullptr;
 }
 
 const char* XmlNode::valueNameAt(uint32_t index) const {
   XmlValue* value = listAtIndex(values, stamp, index);
-  return value != nullptr ? value->name : nullptr;
+  return value != nullptr ? value->name() : nullptr;
 }
 
 int32_t XmlNode::removeValue(const char* name) {

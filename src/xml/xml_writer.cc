@@ -67,7 +67,7 @@ int32_t writeValues(const XmlNode* node, std::string& out, int32_t indent) {
   // Walked by count, so the loop never depends on where the sentinel sits.
   const XmlValue* value = node->values.first;
   for (uint64_t i = 0; i < node->values.count; ++i, value = value->next) {
-    const ValueCodec* codec = value->codec;
+    const ValueCodec* codec = value->codec();
     char small[64];
     std::memset(small, 0, sizeof(small));
     const char* text = small;
@@ -86,7 +86,7 @@ int32_t writeValues(const XmlNode* node, std::string& out, int32_t indent) {
     out.append(static_cast<size_t>(indent), ' ');
     out += '<';
     out += element;
-    writeNameAttribute(out, value->name);
+    writeNameAttribute(out, value->name());
     out += '>';
     escapeText(text, SIZE_MAX, out);  // an embedded NUL cuts the text
     out += "</";
