@@ -63,84 +63,84 @@ TEST(DecodeEntities, CharacterReferencesOfEveryLength) {
   EXPECT_EQ(decode("&#4294967296;"), "&#4294967296;");  // wraps to 0
 }
 
-itemKind kindOf(std::string_view text) {
+Item kindOf(std::string_view text) {
   XmlReader reader(text.data(), static_cast<uint32_t>(text.size()));
   return reader.classifyItem();
 }
 
 TEST(XmlReaderItems, ClassifiesWhatStandsAtTheCursor) {
-  EXPECT_EQ(kindOf(""), itemEnd);
-  EXPECT_EQ(kindOf("x<a>"), itemText);
-  EXPECT_EQ(kindOf(" <a>"), itemText);
-  EXPECT_EQ(kindOf("<a"), itemStartTag);
-  EXPECT_EQ(kindOf("<:"), itemStartTag);
-  EXPECT_EQ(kindOf("<_"), itemStartTag);
-  EXPECT_EQ(kindOf("<\xC0"), itemStartTag);
-  EXPECT_EQ(kindOf("<\xFF"), itemStartTag);
-  EXPECT_EQ(kindOf("<\xD7"), itemUnknown);
-  EXPECT_EQ(kindOf("<\xF7"), itemUnknown);
-  EXPECT_EQ(kindOf("<\xB7"), itemUnknown);
-  EXPECT_EQ(kindOf("<1"), itemUnknown);
-  EXPECT_EQ(kindOf("< a"), itemUnknown);
-  EXPECT_EQ(kindOf("</"), itemEndTag);
-  EXPECT_EQ(kindOf("<!--"), itemComment);
-  EXPECT_EQ(kindOf("<!-"), itemUnknown);
-  EXPECT_EQ(kindOf("<![CDATA["), itemCData);
-  EXPECT_EQ(kindOf("<![CDATA"), itemUnknown);
-  EXPECT_EQ(kindOf("<?"), itemProcessing);
-  EXPECT_EQ(kindOf("<"), itemUnknown);
-  EXPECT_EQ(kindOf("<!DOCTYPE x>"), itemUnknown);
+  EXPECT_EQ(kindOf(""), Item::End);
+  EXPECT_EQ(kindOf("x<a>"), Item::Text);
+  EXPECT_EQ(kindOf(" <a>"), Item::Text);
+  EXPECT_EQ(kindOf("<a"), Item::StartTag);
+  EXPECT_EQ(kindOf("<:"), Item::StartTag);
+  EXPECT_EQ(kindOf("<_"), Item::StartTag);
+  EXPECT_EQ(kindOf("<\xC0"), Item::StartTag);
+  EXPECT_EQ(kindOf("<\xFF"), Item::StartTag);
+  EXPECT_EQ(kindOf("<\xD7"), Item::Unknown);
+  EXPECT_EQ(kindOf("<\xF7"), Item::Unknown);
+  EXPECT_EQ(kindOf("<\xB7"), Item::Unknown);
+  EXPECT_EQ(kindOf("<1"), Item::Unknown);
+  EXPECT_EQ(kindOf("< a"), Item::Unknown);
+  EXPECT_EQ(kindOf("</"), Item::EndTag);
+  EXPECT_EQ(kindOf("<!--"), Item::Comment);
+  EXPECT_EQ(kindOf("<!-"), Item::Unknown);
+  EXPECT_EQ(kindOf("<![CDATA["), Item::CData);
+  EXPECT_EQ(kindOf("<![CDATA"), Item::Unknown);
+  EXPECT_EQ(kindOf("<?"), Item::Processing);
+  EXPECT_EQ(kindOf("<"), Item::Unknown);
+  EXPECT_EQ(kindOf("<!DOCTYPE x>"), Item::Unknown);
 }
 
 TEST(XmlReaderItems, ReadsCommentsCDataAndProcessingInstructions) {
   std::string_view text = "  <!-- a -- b -->rest";
   XmlReader comment(text.data(), static_cast<uint32_t>(text.size()));
   std::string_view content;
-  ASSERT_EQ(comment.readSpecial(itemComment, &content), 0);
+  ASSERT_EQ(comment.readSpecial(Item::Comment, &content), Scan::Ok);
   EXPECT_EQ(content, " a ");  // a comment ends at its first "--"
   EXPECT_EQ(std::string_view(comment.cursor(), 4), "rest");
 
   text = "<?xml version='1.0'?>x";
   XmlReader pi(text.data(), static_cast<uint32_t>(text.size()));
-  ASSERT_EQ(pi.readSpecial(itemProcessing, &content), 0);
+  ASSERT_EQ(pi.readSpecial(Item::Processing, &content), Scan::Ok);
   EXPECT_EQ(content, "xml version='1.0'");
   EXPECT_EQ(*pi.cursor(), 'x');
 
   text = "<![CDATA[a]]b<&>]]>z";
   XmlReader cdata(text.data(), static_cast<uint32_t>(text.size()));
-  ASSERT_EQ(cdata.readSpecial(itemCData, &content), 0);
+  ASSERT_EQ(cdata.readSpecial(Item::CData, &content), Scan::Ok);
   EXPECT_EQ(content, "a]]b<&>");
   EXPECT_EQ(*cdata.cursor(), 'z');
 
   for (std::string_view open :
        {"<!-- never closed", "<!-- dashes -- but no end", "<?pi", "<![CDATA[x]]", "<![CDATA[x]>"}) {
     XmlReader reader(open.data(), static_cast<uint32_t>(open.size()));
-    itemKind kind = reader.classifyItem();
-    EXPECT_LT(reader.readSpecial(kind, nullptr), 0) << open;
+    Item kind = reader.classifyItem();
+    EXPECT_EQ(reader.readSpecial(kind, nullptr), Scan::Malformed) << open;
     EXPECT_EQ(reader.cursor(), reader.end()) << open;
   }
   text = "<?x?>";
   XmlReader wrongKind(text.data(), static_cast<uint32_t>(text.size()));
-  EXPECT_LT(wrongKind.readSpecial(itemComment, nullptr), 0);
+  EXPECT_EQ(wrongKind.readSpecial(Item::Comment, nullptr), Scan::Malformed);
 }
 
-struct TagRead {
-  int answer;
+struct ReadTag {
+  TagRead answer;
   XmlTag tag;
   std::string rest;  // what follows the cursor afterwards
 };
 
-TagRead readTag(std::string_view text, unsigned flags) {
+ReadTag readTag(std::string_view text, unsigned flags) {
   XmlReader reader(text.data(), static_cast<uint32_t>(text.size()));
-  TagRead read;
+  ReadTag read;
   read.answer = reader.readStartTag(read.tag, flags);
   read.rest.assign(reader.cursor(), reader.end());
   return read;
 }
 
 TEST(XmlReaderTags, ReadsStartTagsBehindCommentsAndDeclarations) {
-  TagRead read = readTag("  <!-- c --> <?p?>\r\n<key name='x'>rest", 0);
-  ASSERT_EQ(read.answer, 0);
+  ReadTag read = readTag("  <!-- c --> <?p?>\r\n<key name='x'>rest", 0);
+  ASSERT_EQ(read.answer, TagRead::Tag);
   EXPECT_EQ(read.tag.nameView(), "key");
   EXPECT_FALSE(read.tag.selfClosing());
   EXPECT_EQ(read.rest, "rest");
@@ -152,54 +152,54 @@ TEST(XmlReaderTags, ReadsStartTagsBehindCommentsAndDeclarations) {
 
   // Quotes are not respected: the first '>' ends the tag.
   read = readTag("<key name='a>b'>", 0);
-  ASSERT_EQ(read.answer, 0);
+  ASSERT_EQ(read.answer, TagRead::Tag);
   EXPECT_EQ(read.rest, "b'>");
 }
 
 TEST(XmlReaderTags, AnswersWhatComesInsteadOfATag) {
-  EXPECT_EQ(readTag("text", 0).answer, 1);
-  EXPECT_EQ(readTag("text", XmlReader::reportText).answer, itemText);
-  EXPECT_LT(readTag("text", XmlReader::requireTag).answer, 0);
-  EXPECT_EQ(readTag("<![CDATA[x]]>", 0).answer, 1);
-  EXPECT_EQ(readTag("<![CDATA[x]]>", XmlReader::reportText).answer, itemCData);
-  EXPECT_EQ(readTag("</a>", XmlReader::reportText).answer, 1);
-  EXPECT_LT(readTag("</a>", XmlReader::requireTag).answer, 0);
-  EXPECT_EQ(readTag("", 0).answer, 1);
-  EXPECT_EQ(readTag("  <!-- unterminated", 0).answer, 1);
+  EXPECT_EQ(readTag("text", 0).answer, TagRead::NoTag);
+  EXPECT_EQ(readTag("text", XmlReader::reportText).answer, TagRead::Text);
+  EXPECT_EQ(readTag("text", XmlReader::requireTag).answer, TagRead::Malformed);
+  EXPECT_EQ(readTag("<![CDATA[x]]>", 0).answer, TagRead::NoTag);
+  EXPECT_EQ(readTag("<![CDATA[x]]>", XmlReader::reportText).answer, TagRead::CData);
+  EXPECT_EQ(readTag("</a>", XmlReader::reportText).answer, TagRead::NoTag);
+  EXPECT_EQ(readTag("</a>", XmlReader::requireTag).answer, TagRead::Malformed);
+  EXPECT_EQ(readTag("", 0).answer, TagRead::NoTag);
+  EXPECT_EQ(readTag("  <!-- unterminated", 0).answer, TagRead::NoTag);
   EXPECT_TRUE(readTag("</a>", 0).tag.empty());
 
-  EXPECT_LT(readTag("<a", 0).answer, 0);
-  EXPECT_LT(readTag("<a b='c'", 0).answer, 0);
-  TagRead bad = readTag("<\xC0>", 0);
-  EXPECT_LT(bad.answer, 0);
+  EXPECT_EQ(readTag("<a", 0).answer, TagRead::Malformed);
+  EXPECT_EQ(readTag("<a b='c'", 0).answer, TagRead::Malformed);
+  ReadTag bad = readTag("<\xC0>", 0);
+  EXPECT_EQ(bad.answer, TagRead::Malformed);
   EXPECT_EQ(bad.rest, "\xC0>");  // the cursor moved past '<'
 }
 
 TEST(XmlReaderTags, SkipsWholeElements) {
-  TagRead read =
+  ReadTag read =
       readTag("<a><b>x</b><!-- c --><c/><![CDATA[</a>]]></a>tail", XmlReader::skipElement);
-  EXPECT_EQ(read.answer, 0);
+  EXPECT_EQ(read.answer, TagRead::Tag);
   EXPECT_EQ(read.rest, "tail");
 
-  EXPECT_LT(readTag("<a><b></b>", XmlReader::skipElement).answer, 0);
-  EXPECT_LT(readTag("<a><b></b></c>", XmlReader::skipElement).answer, 0);
-  EXPECT_LT(readTag("<a><!-- open </a>", XmlReader::skipElement).answer, 0);
-  EXPECT_LT(readTag("<a><!x></a>", XmlReader::skipElement).answer, 0);
+  EXPECT_EQ(readTag("<a><b></b>", XmlReader::skipElement).answer, TagRead::Malformed);
+  EXPECT_EQ(readTag("<a><b></b></c>", XmlReader::skipElement).answer, TagRead::Malformed);
+  EXPECT_EQ(readTag("<a><!-- open </a>", XmlReader::skipElement).answer, TagRead::Malformed);
+  EXPECT_EQ(readTag("<a><!x></a>", XmlReader::skipElement).answer, TagRead::Malformed);
   EXPECT_EQ(readTag("<a/>tail", XmlReader::skipElement).rest, "tail");
 
   // A fault inside a nested skipped element goes unreported; skipping
   // resumes where the nested read stopped.
   read = readTag("<a><b></c>x</a>tail", XmlReader::skipElement);
-  EXPECT_EQ(read.answer, 0);
+  EXPECT_EQ(read.answer, TagRead::Tag);
   EXPECT_EQ(read.rest, "tail");
 }
 
 int attributesOf(std::string_view text, std::vector<XmlAttribute>& list) {
   XmlReader reader(text.data(), static_cast<uint32_t>(text.size()));
   XmlTag tag;
-  if (reader.readStartTag(tag, 0) != 0) return 99;
+  if (reader.readStartTag(tag, 0) != TagRead::Tag) return 99;
   list.push_back({"stale", "entry"});
-  return reader.parseAttributes(tag, list);
+  return reader.parseAttributes(tag, list) == Scan::Ok ? 0 : -1;
 }
 
 TEST(XmlReaderAttributes, CollectsAttributesInOrder) {
@@ -245,7 +245,7 @@ TEST(XmlReaderAttributes, RefusesMalformedAttributeLists) {
 
 int endTagOf(std::string_view text, std::string_view* name) {
   XmlReader reader(text.data(), static_cast<uint32_t>(text.size()));
-  return reader.readEndTag(name);
+  return reader.readEndTag(name) == Scan::Ok ? 0 : -1;
 }
 
 TEST(XmlReaderTags, ReadsEndTags) {

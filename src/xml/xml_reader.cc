@@ -1,4 +1,4 @@
-// Reading store text. The reader never copies the buffer and never reads
+// Scanning store text. The reader never copies the buffer and never reads
 // past its end; names and texts are decoded into short-lived std::strings.
 #include "xml/xml_reader.h"
 
@@ -7,19 +7,11 @@
 #include <new>
 #include <stdexcept>
 
-#include "trove/abi.h"
 #include "trove/result_codes.h"
-#include "types/value_codec.h"
-#include "xml/tree_memory.h"
-#include "xml/xml_tree.h"
 
 namespace trove {
 namespace {
 
-constexpr std::string_view kStoreRoot = "propertiesmap";
-constexpr std::string_view kKeyElement = "key";
-constexpr std::string_view kNameAttribute = "name";
-constexpr const char* kUnnamedValue = "noname";
 
 // Byte classes, looked up rather than compared: the reader asks for every byte.
 enum ByteClass : uint8_t {
@@ -143,12 +135,6 @@ bool appendReference(std::string_view body, std::string& out) {
   return true;
 }
 
-const XmlAttribute* findNameAttribute(const std::vector<XmlAttribute>& list) {
-  for (const XmlAttribute& attribute : list) {
-    if (attribute.name == kNameAttribute) return &attribute;
-  }
-  return nullptr;
-}
 
 }  // namespace
 
@@ -170,81 +156,84 @@ bool XmlReader::readElementName() {
   return true;
 }
 
-itemKind XmlReader::classifyItem() const {
-  if (cursor_ >= end_) return itemEnd;
-  if (*cursor_ != '<') return itemText;
-  if (end_ - cursor_ < 2) return itemUnknown;
+Item XmlReader::classifyItem() const {
+  if (cursor_ >= end_) return Item::End;
+  if (*cursor_ != '<') return Item::Text;
+  if (end_ - cursor_ < 2) return Item::Unknown;
   unsigned char next = static_cast<unsigned char>(cursor_[1]);
-  if (next == '/') return itemEndTag;
-  if (isStartTagByte(next)) return itemStartTag;
-  if (startsWith("<!--")) return itemComment;
-  if (startsWith("<![CDATA[")) return itemCData;
-  if (startsWith("<?")) return itemProcessing;
-  return itemUnknown;
+  if (next == '/') return Item::EndTag;
+  if (isStartTagByte(next)) return Item::StartTag;
+  if (startsWith("<!--")) return Item::Comment;
+  if (startsWith("<![CDATA[")) return Item::CData;
+  if (startsWith("<?")) return Item::Processing;
+  return Item::Unknown;
 }
 
-int XmlReader::readSpecial(itemKind kind, std::string_view* content) {
+Scan XmlReader::readSpecial(Item kind, std::string_view* content) {
   skipWhitespace();
   std::string_view opener;
   std::string_view closer;
   switch (kind) {
-    case itemComment:
+    case Item::Comment:
       opener = "<!--";
       closer = "--";
       break;
-    case itemCData:
+    case Item::CData:
       opener = "<![CDATA[";
       closer = "]]>";
       break;
-    case itemProcessing:
+    case Item::Processing:
       opener = "<?";
       closer = "?>";
       break;
     default:
-      return malformed;
+      return Scan::Malformed;
   }
-  if (!startsWith(opener)) return malformed;
+  if (!startsWith(opener)) return Scan::Malformed;
   const char* body = cursor_ + opener.size();
   const char* close = findLiteral(body, end_, closer);
   const char* behind = close ? close + closer.size() : nullptr;
-  if (close && kind == itemComment) {
+  if (close && kind == Item::Comment) {
     // A comment ends at the first '>' after its first "--".
     const char* gt = findByte(behind, end_, '>');
     behind = gt ? gt + 1 : nullptr;
   }
   if (!behind) {
     cursor_ = end_;
-    return malformed;
+    return Scan::Malformed;
   }
   if (content) *content = std::string_view(body, static_cast<size_t>(close - body));
   cursor_ = behind;
-  return 0;
+  return Scan::Ok;
 }
 
-int XmlReader::readStartTag(XmlTag& tag, unsigned flags) {
+TagRead XmlReader::readStartTag(XmlTag& tag, unsigned flags) {
   tag = XmlTag{};
   skipWhitespace();
-  itemKind kind = classifyItem();
-  while (kind == itemComment || kind == itemProcessing) {
+  Item kind = classifyItem();
+  while (kind == Item::Comment || kind == Item::Processing) {
     readSpecial(kind, nullptr);  // an unterminated one leaves the cursor at the end
     skipWhitespace();
     kind = classifyItem();
   }
-  if (kind != itemStartTag) {
-    if (flags & requireTag) return malformed;
-    if ((flags & reportText) && (kind == itemText || kind == itemCData)) return kind;
-    return 1;
+  if (kind != Item::StartTag) {
+    if (flags & requireTag) return TagRead::Malformed;
+    if (flags & reportText) {
+      if (kind == Item::Text) return TagRead::Text;
+      if (kind == Item::CData) return TagRead::CData;
+    }
+    return TagRead::NoTag;
   }
   const char* start = cursor_;
   ++cursor_;  // past '<' even on failure, so skipping always makes progress
   const char* name = cursor_;
-  if (!readElementName()) return malformed;
+  if (!readElementName()) return TagRead::Malformed;
   const char* nameEnd = cursor_;
   // Quotes are not respected: the first '>' ends the tag.
   const char* gt = findByte(cursor_, end_, '>');
   if (!gt) {
     cursor_ = end_;
-    return malformed;
+    return TagRead::Malformed;
   }
   cursor_ = gt + 1;
   tag.start = start;
@@ -252,13 +241,12 @@ int XmlReader::readStartTag(XmlTag& tag, unsigned flags) {
   tag.name = name;
   tag.nameLength = static_cast<uint32_t>(nameEnd - name);
   if (flags & skipElement) {
-    int answer = finishElement(tag);
-    if (answer < 0) return answer;
+    if (finishElement(tag) == Scan::Malformed) return TagRead::Malformed;
   }
-  return 0;
+  return TagRead::Tag;
 }
 
-int XmlReader::parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& list) const {
+Scan XmlReader::parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& list) const {
   // Entries are reused from tag to tag, keeping their strings' capacity.
   size_t count = 0;
   struct Trim {
@@ -266,7 +254,7 @@ int XmlReader::parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& lis
     size_t& count;
     ~Trim() { list.resize(count); }
   } trim{list, count};
-  if (tag.empty()) return 0;
+  if (tag.empty()) return Scan::Ok;
   const char* p = tag.name + tag.nameLength;
   const char* close = tag.end - 1;  // the tag's '>'
   try {
@@ -274,21 +262,21 @@ int XmlReader::parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& lis
       const char* before = p;
       while (p < close && isWhitespace(static_cast<unsigned char>(*p))) ++p;
       bool separated = p != before;
-      if (p >= close) return 0;
+      if (p >= close) return Scan::Ok;
       unsigned char c = static_cast<unsigned char>(*p);
-      if (!isNameStart(c)) return (c == '/' || c == '?') ? 0 : malformed;
-      if (!separated) return malformed;
+      if (!isNameStart(c)) return (c == '/' || c == '?') ? Scan::Ok : Scan::Malformed;
+      if (!separated) return Scan::Malformed;
       const char* nameStart = p;
       while (p < close && isAttributeNameChar(static_cast<unsigned char>(*p))) ++p;
       const char* nameEnd = p;
       while (p < close && isWhitespace(static_cast<unsigned char>(*p))) ++p;
-      if (p >= close || *p != '=') return malformed;
+      if (p >= close || *p != '=') return Scan::Malformed;
       ++p;
       while (p < close && isWhitespace(static_cast<unsigned char>(*p))) ++p;
-      if (p >= close || (*p != '"' && *p != '\'')) return malformed;
+      if (p >= close || (*p != '"' && *p != '\'')) return Scan::Malformed;
       const char quote = *p++;
       const char* valueEnd = findByte(p, close, quote);
-      if (!valueEnd) return malformed;
+      if (!valueEnd) return Scan::Malformed;
       if (count == list.size()) list.emplace_back();
       XmlAttribute& attribute = list[count];
       attribute.name.clear();
@@ -299,11 +287,11 @@ int XmlReader::parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& lis
       p = valueEnd + 1;
     }
   } catch (const std::bad_alloc&) {
-    return malformed;
+    return Scan::Malformed;
   } catch (const std::length_error&) {
-    return malformed;
+    return Scan::Malformed;
   }
-  return 0;
+  return Scan::Ok;
 }
 
 bool XmlReader::readText(std::string& text) {
@@ -319,16 +307,16 @@ bool XmlReader::readText(std::string& text) {
       decodeEntities(cursor_, static_cast<size_t>(stop - cursor_), text);
       cursor_ = stop;
     }
-    itemKind kind = classifyItem();
-    if (kind == itemCData) {
+    Item kind = classifyItem();
+    if (kind == Item::CData) {
       std::string_view content;
-      if (readSpecial(kind, &content) < 0) break;
+      if (readSpecial(kind, &content) == Scan::Malformed) break;
       for (size_t i = 0; i < content.size() && !substantial; ++i) {
         substantial = !isWhitespace(static_cast<unsigned char>(content[i]));
       }
       text.append(content);
-    } else if (kind == itemComment || kind == itemProcessing) {
-      if (readSpecial(kind, nullptr) < 0) break;
+    } else if (kind == Item::Comment || kind == Item::Processing) {
+      if (readSpecial(kind, nullptr) == Scan::Malformed) break;
     } else {
       break;
     }
@@ -339,68 +327,66 @@ bool XmlReader::readText(std::string& text) {
 // Nested elements are skipped whole. A fault inside one is not reported:
 // skipping resumes wherever its read stopped, one level up. The open nested
 // elements are kept on a list instead of the stack, so depth costs no stack.
-int XmlReader::skipContent(const XmlTag& tag) {
-  if (tag.empty() || tag.selfClosing()) return 0;
+Scan XmlReader::skipContent(const XmlTag& tag) {
+  if (tag.empty() || tag.selfClosing()) return Scan::Ok;
   std::vector<std::string_view> nested;  // names of the open nested elements
   for (;;) {
-    const itemKind kind = classifyItem();
+    const Item kind = classifyItem();
     bool failed = false;
     switch (kind) {
-      case itemStartTag: {
+      case Item::StartTag: {
         XmlTag inner;
-        if (readStartTag(inner, requireTag) == 0 && !inner.selfClosing()) {
+        if (readStartTag(inner, requireTag) == TagRead::Tag && !inner.selfClosing()) {
           nested.push_back(inner.nameView());
         }
         break;
       }
-      case itemEndTag:
-        if (nested.empty()) return 0;
+      case Item::EndTag:
+        if (nested.empty()) return Scan::Ok;
         readEndTag(nullptr);  // a nested element's end tag is not checked
         nested.pop_back();
         break;
-      case itemText: {
+      case Item::Text: {
         const char* lt = findByte(cursor_, end_, '<');
         cursor_ = lt ? lt : end_;
         break;
       }
-      case itemComment:
-      case itemCData:
-      case itemProcessing:
-        failed = readSpecial(kind, nullptr) < 0;
+      case Item::Comment:
+      case Item::CData:
+      case Item::Processing:
+        failed = readSpecial(kind, nullptr) == Scan::Malformed;
         break;
-      case itemEnd:
-      case itemUnknown:
+      case Item::End:
+      case Item::Unknown:
         failed = true;
         break;
     }
     if (failed) {
-      if (nested.empty()) return malformed;
+      if (nested.empty()) return Scan::Malformed;
       nested.pop_back();
     }
   }
 }
 
-int XmlReader::readEndTag(std::string_view* name) {
+Scan XmlReader::readEndTag(std::string_view* name) {
   skipWhitespace();
-  if (!startsWith("</")) return malformed;
+  if (!startsWith("</")) return Scan::Malformed;
   cursor_ += 2;
   const char* start = cursor_;
-  if (!readElementName()) return malformed;
+  if (!readElementName()) return Scan::Malformed;
   if (name) *name = std::string_view(start, static_cast<size_t>(cursor_ - start));
   skipWhitespace();
-  if (cursor_ >= end_ || *cursor_ != '>') return malformed;
+  if (cursor_ >= end_ || *cursor_ != '>') return Scan::Malformed;
   ++cursor_;
-  return 0;
+  return Scan::Ok;
 }
 
-int XmlReader::finishElement(const XmlTag& tag) {
-  if (tag.empty() || tag.selfClosing()) return 0;
-  int answer = skipContent(tag);
-  if (answer < 0) return answer;
+Scan XmlReader::finishElement(const XmlTag& tag) {
+  if (tag.empty() || tag.selfClosing()) return Scan::Ok;
+  if (skipContent(tag) == Scan::Malformed) return Scan::Malformed;
   std::string_view name;
-  answer = readEndTag(&name);
-  if (answer < 0) return answer;
-  return name == tag.nameView() ? 0 : malformed;
+  if (readEndTag(&name) == Scan::Malformed) return Scan::Malformed;
+  return name == tag.nameView() ? Scan::Ok : Scan::Malformed;
 }
 
 void decodeEntities(const char* text, size_t length, std::string& out) {
@@ -418,167 +404,6 @@ void decodeEntities(const char* text, size_t length, std::string& out) {
     p = semicolon + 1;
   }
   out.append(p, static_cast<size_t>(end - p));
-}
-
-namespace {
-
-// A key element whose content is being read, and the node it loads into.
-struct OpenKey {
-  XmlNode* node;
-  XmlTag tag;
-};
-
-// The levels of a content loader, kept on a list instead of the stack.
-class OpenKeys {
- public:
-  explicit OpenKeys(XmlNode* base) : base_(base) {}
-  XmlNode* current() const { return open_.empty() ? base_ : open_.back().node; }
-  bool atBase() const { return open_.empty(); }
-  void enter(XmlNode* node, const XmlTag& tag) { open_.push_back(OpenKey{node, tag}); }
-  // Leaves the innermost level; answers its element's tag.
-  XmlTag leave() {
-    XmlTag tag = open_.back().tag;
-    open_.pop_back();
-    return tag;
-  }
-
- private:
-  XmlNode* base_;
-  std::vector<OpenKey> open_;
-};
-
-int32_t readValueElement(XmlNode* node, XmlReader& reader, const XmlTag& tag,
-                         std::vector<XmlAttribute>& attributes, std::string& text) {
-  int32_t type = typeIdFromName(tag.name, tag.nameLength);
-  if (type < 0) return errInvalidArgument;
-  if (reader.parseAttributes(tag, attributes) < 0) return errXmlFormat;
-  const XmlAttribute* name = findNameAttribute(attributes);
-  if (!name) return errInvalidArgument;
-  if (tag.selfClosing()) return errXmlFormat;
-  try {
-    reader.readText(text);
-  } catch (const std::bad_alloc&) {
-    return errOutOfMemory;
-  } catch (const std::length_error&) {
-    return errOutOfMemory;
-  }
-  return node->appendValueFromText(name->value.c_str(), static_cast<TypeId>(type), text.c_str());
-}
-
-}  // namespace
-
-int32_t readKeyContent(XmlNode* node, XmlReader& reader) {
-  OpenKeys levels(node);
-  std::vector<XmlAttribute> attributes;
-  std::string text;
-  for (;;) {
-    XmlTag tag;
-    int answer = reader.readStartTag(tag, 0);
-    if (answer < 0) return errXmlFormat;
-    if (answer != 0) {
-      // Text, an end tag or the end: no more children at this level.
-      if (levels.atBase()) return errOk;
-      if (reader.finishElement(levels.leave()) < 0) return errXmlFormat;
-      continue;
-    }
-    XmlNode* current = levels.current();
-    if (tag.nameView() == kKeyElement) {
-      if (reader.parseAttributes(tag, attributes) < 0) return errXmlFormat;
-      const XmlAttribute* name = findNameAttribute(attributes);
-      if (!name) return errInvalidArgument;
-      XmlNode* key = current->createPath(name->value.c_str(), false);
-      if (!key) return errOutOfMemory;
-      if (!tag.selfClosing()) {
-        levels.enter(key, tag);
-        continue;
-      }
-    } else {
-      int32_t result = readValueElement(current, reader, tag, attributes, text);
-      if (result < 0) return result;
-    }
-    if (reader.finishElement(tag) < 0) return errXmlFormat;
-  }
-}
-
-int32_t importContent(XmlNode* node, XmlReader& reader) {
-  OpenKeys levels(node);
-  std::vector<XmlAttribute> attributes;
-  std::string text;
-  for (;;) {
-    XmlTag tag;
-    int answer = reader.readStartTag(tag, XmlReader::reportText);
-    if (answer == itemText || answer == itemCData) {
-      // Text ends the import of this element's children; the parent's
-      // finishElement skips whatever follows it.
-      try {
-        if (reader.readText(text)) {
-          int32_t result =
-              levels.current()->appendValueFromText(kUnnamedValue, TROVE_TSTRING, text.c_str());
-          if (result < 0) return result;
-        }
-      } catch (const std::bad_alloc&) {
-        return errOutOfMemory;
-      } catch (const std::length_error&) {
-        return errOutOfMemory;
-      }
-      answer = 1;
-    }
-    if (answer < 0) return errXmlFormat;
-    if (answer != 0) {
-      if (levels.atBase()) return errOk;
-      if (reader.finishElement(levels.leave()) < 0) return errXmlFormat;
-      continue;
-    }
-
-    if (reader.parseAttributes(tag, attributes) < 0) return errXmlFormat;
-    XmlNode* current = levels.current();
-    char* name = treeCopyName(current->owner, tag.name, tag.nameLength);
-    if (!name) return errOutOfMemory;
-    XmlNode* key = current->createPath(name, true);
-    treeFree(current->owner, name);
-    if (!key) return errOutOfMemory;
-
-    for (const XmlAttribute& attribute : attributes) {
-      int32_t result =
-          key->appendValueFromText(attribute.name.c_str(), TROVE_TSTRING, attribute.value.c_str());
-      if (result < 0) return result;
-    }
-    if (!tag.selfClosing()) {
-      levels.enter(key, tag);
-      continue;
-    }
-    if (reader.finishElement(tag) < 0) return errXmlFormat;
-  }
-}
-
-int32_t XmlDocument::parse(const char* data, uint32_t size) {
-  if (!root_) return errWrongState;
-  try {
-    XmlReader reader(data, size);
-    XmlTag rootTag;
-    int answer = reader.readStartTag(rootTag, 0);
-    if (answer < 0) return errXmlFormat;
-    // Only whitespace, comments and processing instructions may precede the
-    // root, and the root must have content.
-    if (answer != 0 || rootTag.selfClosing()) return errInvalidArgument;
-
-    int32_t result;
-    if (rootTag.nameView() == kStoreRoot) {
-      result = readKeyContent(root_, reader);
-    } else {
-      // The generic import reads from the start again so that the root
-      // element itself becomes a key.
-      XmlReader importer(data, size);
-      result = importContent(root_, importer);
-    }
-    if (result < 0) return result;
-    if (reader.finishElement(rootTag) < 0) return errXmlFormat;
-    return errOk;
-  } catch (const std::bad_alloc&) {
-    return errOutOfMemory;
-  } catch (...) {
-    return errUnknownException;
-  }
 }
 
 }  // namespace trove

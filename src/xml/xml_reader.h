@@ -1,6 +1,6 @@
-// The store reader: a small hand-made XML reader that works on the file's
-// bytes in place, in one forward pass, and the two content loaders that turn
-// what it reads into keys and values.
+// The store reader: a small hand-made XML scanner that works on the file's
+// bytes in place, in one forward pass. store_loaders.h turns what it reads
+// into keys and values.
 #pragma once
 
 #include <cstddef>
@@ -11,18 +11,29 @@
 
 namespace trove {
 
-struct XmlNode;
-
 // The kind of item at the reader's cursor.
-enum itemKind : int {
-  itemEnd = 1,         // cursor at or past the end
-  itemText = 2,        // any byte other than '<'
-  itemStartTag = 3,    // '<' and a byte that may start an element name
-  itemEndTag = 4,      // "</"
-  itemComment = 5,     // "<!--"
-  itemCData = 6,       // "<![CDATA["
-  itemProcessing = 7,  // "<?"
-  itemUnknown = 8,     // any other '<', and a '<' that is the last byte
+enum class Item : uint8_t {
+  End,         // cursor at or past the end
+  Text,        // any byte other than '<'
+  StartTag,    // '<' and a byte that may start an element name
+  EndTag,      // "</"
+  Comment,     // "<!--"
+  CData,       // "<![CDATA["
+  Processing,  // "<?"
+  Unknown,     // any other '<', and a '<' that is the last byte
+};
+
+// The outcome of a reading step. Malformed text never leaves the reader's
+// callers other than as errXmlFormat.
+enum class Scan : uint8_t { Ok, Malformed };
+
+// What readStartTag found.
+enum class TagRead : uint8_t {
+  Tag,        // a start tag was read
+  NoTag,      // something else comes next
+  Text,       // with reportText: character data comes next
+  CData,      // with reportText: a CDATA section comes next
+  Malformed,
 };
 
 // A start tag as read. `end` is just behind the closing '>'; a tag whose end
@@ -45,36 +56,30 @@ struct XmlAttribute {
 };
 
 // A cursor over [data, data + size). Every reading operation advances it.
-// Negative answers mean malformed text; they never leave the reader's callers
-// other than as errXmlFormat.
 class XmlReader {
  public:
   // Flags of readStartTag.
   static constexpr unsigned requireTag = 1;   // no start tag here is an error
   static constexpr unsigned skipElement = 2;  // also skip content and end tag
-  static constexpr unsigned reportText = 16;  // answer 2 or 6 for text or CDATA
-
-  // The one negative answer of the reading operations.
-  static constexpr int malformed = -1;
+  static constexpr unsigned reportText = 16;  // answer Text or CData for them
 
   XmlReader(const char* data, uint32_t size) : cursor_(data), end_(data + size) {}
 
   const char* cursor() const { return cursor_; }
   const char* end() const { return end_; }
 
-  itemKind classifyItem() const;
-  // 0: a start tag was read; 1: no start tag here; 2 or 6 with reportText.
-  int readStartTag(XmlTag& tag, unsigned flags);
+  Item classifyItem() const;
+  TagRead readStartTag(XmlTag& tag, unsigned flags);
   // Fills `list` with the tag's attributes in document order.
-  int parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& list) const;
+  Scan parseAttributes(const XmlTag& tag, std::vector<XmlAttribute>& list) const;
   // Gathers character data and CDATA up to the next tag. Answers whether any
   // byte besides whitespace was seen. Throws std::bad_alloc.
   bool readText(std::string& text);
   // Reads a comment, CDATA section or processing instruction.
-  int readSpecial(itemKind kind, std::string_view* content);
-  int skipContent(const XmlTag& tag);
-  int readEndTag(std::string_view* name);
-  int finishElement(const XmlTag& tag);
+  Scan readSpecial(Item kind, std::string_view* content);
+  Scan skipContent(const XmlTag& tag);
+  Scan readEndTag(std::string_view* name);
+  Scan finishElement(const XmlTag& tag);
 
  private:
   bool skipWhitespace();
@@ -89,10 +94,5 @@ class XmlReader {
 // character references replaced. A length of SIZE_MAX reads up to the NUL.
 // Throws std::bad_alloc.
 void decodeEntities(const char* text, size_t length, std::string& out);
-
-// Loads the store dialect: "key" elements and values named by type.
-int32_t readKeyContent(XmlNode* node, XmlReader& reader);
-// Loads any other XML: elements become keys, attributes and text tSTRING values.
-int32_t importContent(XmlNode* node, XmlReader& reader);
 
 }  // namespace trove
