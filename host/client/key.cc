@@ -81,8 +81,10 @@ Key Key::create(std::string_view path) const {
   StoreState& s = state("create key");
   TroveKey found = TROVE_INVALID_KEY;
   const std::string text = terminated(path);
-  check(s.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &found, handle_, text.c_str(), 1u),
-        describe("create key " + text));
+  const int32_t result =
+      check(s.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &found, handle_, text.c_str(), 1u),
+            describe("create key " + text));
+  if (result == errKeyCreated) s.markChanged();
   return Key(state_, found, generation_);
 }
 
@@ -91,6 +93,7 @@ void Key::removeKey(std::string_view path) const {
   const std::string text = terminated(path);
   check(s.call<TroveDeleteKey>(TROVE_SLOT_DELETE_KEY, handle_, text.c_str()),
         describe("delete key " + text));
+  s.markChanged();
 }
 
 uint32_t Key::subkeyCount() const {
@@ -213,8 +216,10 @@ void Key::read(std::string_view name, TroveTypeId type, bool& out) const {
 void Key::writeRaw(std::string_view name, TroveTypeId type, const void* data, uint32_t size) const {
   StoreState& s = state("set value");
   const std::string text = terminated(name);
-  check(s.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, handle_, text.c_str(), type, data, size, 1u),
-        describe("set value " + text));
+  const int32_t result =
+      check(s.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, handle_, text.c_str(), type, data, size, 1u),
+            describe("set value " + text));
+  if (result != errUnchanged) s.markChanged();
 }
 
 void Key::write(std::string_view name, TroveTypeId type, const std::string& value) const {
@@ -291,6 +296,7 @@ void Key::remove(std::string_view name) const {
   const std::string text = terminated(name);
   check(s.call<TroveDeleteValue>(TROVE_SLOT_DELETE_VALUE, handle_, text.c_str()),
         describe("delete value " + text));
+  s.markChanged();
 }
 
 void Key::copyTo(const Key& destination) const {
@@ -298,6 +304,7 @@ void Key::copyTo(const Key& destination) const {
   StoreState& d = destination.state("copy key");
   check(s.call<TroveCopyKey>(TROVE_SLOT_COPY_KEY, handle_, d.object.get(), destination.handle_),
         describe("copy key") + " to " + d.label());
+  d.markChanged();
 }
 
 }  // namespace trove
