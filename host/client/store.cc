@@ -68,7 +68,33 @@ void StoreState::load() {
     loadFile();
   }
   changed.store(false, std::memory_order_relaxed);
+  handedOut = false;
+  journal.clear();
+  if (journaling()) rootPath = rootKeyName();
   open = true;
+}
+
+std::string StoreState::rootKeyName() {
+  uint32_t length = 0;
+  check(call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &length, TroveKey{0},
+                              static_cast<char*>(nullptr), 0u, 1u),
+        "open " + label());
+  std::string name(length + 1, '\0');  // the full name's size counts no NUL
+  check(call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &length, TroveKey{0}, name.data(),
+                              static_cast<uint32_t>(name.size()), 1u),
+        "open " + label());
+  name.resize(length);
+  return name;
+}
+
+std::string StoreState::journalPath(const std::string& fullName, std::string_view below) const {
+  std::string relative = fullName;
+  if (!rootPath.empty()) {
+    relative.erase(0, rootPath.size());
+    if (!relative.empty()) relative.erase(0, 1);  // the separator after the root key's name
+  }
+  if (below.empty()) return relative;
+  return relative.empty() ? std::string(below) : relative + "\\" + std::string(below);
 }
 
 void StoreState::loadFile() {
@@ -125,9 +151,17 @@ int32_t StoreState::saveFile() {
   if (!lock.held()) lock = StoreLock(filePath, options.lockWait, label());
   const std::string action = "save " + label();
   if (identify(filePath) != loadedFile) {
-    throw StoreFileError(errWrongState, action,
-                         "another writer replaced " + filePath +
-                             " after this store loaded it; nothing was written");
+    if (!journaling() || handedOut) {
+      throw StoreFileError(errWrongState, action,
+                           "another writer replaced " + filePath +
+                               " after this store loaded it; nothing was written");
+    }
+    // Load the other writer's save (restored, if an interrupted one left the
+    // name empty) and make this store's changes again on it.
+    object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 0);
+    restoreUnderLock();
+    loadObject();
+    journal.replay(object, label());
   }
   KeptAttributes kept(filePath);
   return object.flush();
@@ -232,6 +266,7 @@ std::string Store::contents() const {
 
 host::Object& Store::object() const {
   state_->markChanged();  // calls through it are not seen here
+  state_->handedOut = true;
   return state_->object;
 }
 

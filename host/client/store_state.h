@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
+#include "change_journal.h"
 #include "store_file.h"
 #include "store_lock.h"
 #include "trove/client/store.h"
@@ -40,6 +42,9 @@ struct StoreState {
   std::atomic<bool> changed{false};
   StoreLock lock;           // the writer lock, while it is held
   FileIdentity loadedFile;  // the file as this store loaded it
+  ChangeJournal journal;    // kept only when journaling()
+  bool handedOut = false;   // the object was handed out: the journal may miss changes
+  std::string rootPath;     // the root key's full name, when journaling()
 
   // What the user sees in messages: the file, or "memory store".
   std::string label() const { return path.empty() ? "memory store" : path; }
@@ -52,6 +57,12 @@ struct StoreState {
   // the load that follows.
   void unload(bool forceSave, bool reopening = false);
   void markChanged() { changed.store(true, std::memory_order_relaxed); }
+  // Whether the changes are kept to be applied again over another writer's save.
+  bool journaling() const {
+    return options.onConflict == OnConflict::kReapply && !path.empty() && !options.readOnly;
+  }
+  // A key's full name made relative to the root key, joined with `below`.
+  std::string journalPath(const std::string& fullName, std::string_view below = {}) const;
 
  private:
   void loadObject();
@@ -59,6 +70,7 @@ struct StoreState {
   void restoreUnderLock();
   int32_t saveFile();
   void notify(const std::string& message) const;
+  std::string rootKeyName();
 
  public:
   template <typename Fn, typename... Args>
