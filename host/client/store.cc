@@ -68,7 +68,7 @@ void StoreState::load() {
     loadFile();
   }
   changed.store(false, std::memory_order_relaxed);
-  handedOut = false;
+  handedOut.store(false);
   journal.clear();
   if (journaling()) rootPath = rootKeyName();
   open = true;
@@ -160,6 +160,7 @@ int32_t StoreState::saveFile() {
     // name empty) and make this store's changes again on it.
     object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 0);
     restoreUnderLock();
+    requireRegularFile(filePath, action);
     loadObject();
     journal.replay(object, label());
   }
@@ -266,7 +267,7 @@ std::string Store::contents() const {
 
 host::Object& Store::object() const {
   state_->markChanged();  // calls through it are not seen here
-  state_->handedOut = true;
+  state_->handedOut.store(true);
   return state_->object;
 }
 

@@ -43,7 +43,7 @@ struct StoreState {
   StoreLock lock;           // the writer lock, while it is held
   FileIdentity loadedFile;  // the file as this store loaded it
   ChangeJournal journal;    // kept only when journaling()
-  bool handedOut = false;   // the object was handed out: the journal may miss changes
+  std::atomic<bool> handedOut{false};  // the object was handed out: the journal may miss changes
   std::string rootPath;     // the root key's full name, when journaling()
 
   // What the user sees in messages: the file, or "memory store".
