@@ -154,7 +154,8 @@ void runImport(const GlobalOptions& global, const ImportArgs& args, Output& outp
   // The file to import is read first: when it is missing or damaged, the
   // store is not even created.
   std::optional<Store> source;
-  attribute(args.xmlFile, "import", [&] { source.emplace(openForReading(args.xmlFile, global.settings)); });
+  attribute(args.xmlFile, "import",
+            [&] { source.emplace(openForReading(args.xmlFile, global.settings)); });
   const std::string op =
       operation("import " + args.xmlFile, args.into.empty() ? "" : "into " + args.into);
   attribute(global.store, op, [&] {

@@ -45,8 +45,7 @@ Store openForReading(const std::string& file, const StoreSettings& settings) {
 
 WritableStore::WritableStore(const std::string& file, const StoreSettings& settings,
                              IfMissing ifMissing)
-    : file_(file),
-      hadFirstBackup_(exists(file + ".bak")) {
+    : file_(file), hadFirstBackup_(exists(file + ".bak")) {
   // Missing directories are not made: a mistyped --store path should fail,
   // not grow a directory tree.
   created_ = ifMissing == IfMissing::kCreate && !settings.readOnly && !exists(file) &&

@@ -11,8 +11,8 @@
 namespace trove::cli {
 
 struct StoreSettings {
-  bool readOnly = false;   // every store the command opens refuses changes
-  uint8_t backupMode = 0;  // backups kept when a changed store is written
+  bool readOnly = false;                      // every store the command opens refuses changes
+  uint8_t backupMode = 0;                     // backups kept when a changed store is written
   std::chrono::milliseconds lockWait{10000};  // for another writer of the same store
 };
 

@@ -26,7 +26,8 @@ void reportIntact(const std::string& file, const StoreFilesReport& report, Outpu
   }
   for (const std::string& newer : report.newerFiles) {
     output.results << displayPath(newer) << ": complete store newer than "
-                   << displayPath(report.store) << ", left by an interrupted or failed save (kept: remove it by hand)\n";
+                   << displayPath(report.store)
+                   << ", left by an interrupted or failed save (kept: remove it by hand)\n";
   }
 }
 

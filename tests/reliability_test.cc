@@ -56,7 +56,8 @@ TEST_F(ReliabilityTest, TwentyConcurrentToolSetsAllSurvive) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
   }
   auto store = trove::Store::openFile(file("profiles.xml"), {.readOnly = true});
-  for (uint32_t i = 1; i <= 20; ++i) EXPECT_EQ(store.key("App").get<uint32_t>("V" + std::to_string(i)), i);
+  for (uint32_t i = 1; i <= 20; ++i)
+    EXPECT_EQ(store.key("App").get<uint32_t>("V" + std::to_string(i)), i);
   EXPECT_EQ(dir_.entries(), (std::set<std::string>{"profiles.xml", "profiles.xml.bak2"}));
 }
 
@@ -108,7 +109,8 @@ TEST_F(ReliabilityTest, TwoClientStoresOnOneFileNeverDropAChangeSilently) {
     EXPECT_EQ(error.code(), errSysSharingViolation);
     EXPECT_NE(error.reason().find("s.xml.lock"), std::string::npos) << error.what();
   }
-  const Outcome refused = trove({"--store", "s.xml", "--wait", "0", "set", "App", "v", "tDWORD", "5"});
+  const Outcome refused =
+      trove({"--store", "s.xml", "--wait", "0", "set", "App", "v", "tDWORD", "5"});
   EXPECT_EQ(refused.status, 3);
   EXPECT_NE(refused.err.find(file("s.xml") + ": set App/v: another writer held"), std::string::npos)
       << refused.err;
@@ -131,9 +133,12 @@ TEST_F(ReliabilityTest, AStoreMissingAfterAnInterruptedSaveIsRestored) {
   const std::vector<Case> cases = {
       {"backup only", {{"s.xml.bak2", withValue(2)}}, 2, "s.xml.bak2"},
       {"complete temporary newer than the backup",
-       {{"s.xml.bak2", withValue(2)}, {"s.xml.tmp1f2e", withValue(3)}}, 3, "s.xml.tmp1f2e"},
+       {{"s.xml.bak2", withValue(2)}, {"s.xml.tmp1f2e", withValue(3)}},
+       3,
+       "s.xml.tmp1f2e"},
       {"cut temporary newer than the backup",
-       {{"s.xml.bak2", withValue(2)}, {"s.xml.tmp1f2e", cut}, {"s.xml.tmp7", ""}}, 2,
+       {{"s.xml.bak2", withValue(2)}, {"s.xml.tmp1f2e", cut}, {"s.xml.tmp7", ""}},
+       2,
        "s.xml.bak2"},
   };
   for (const Case& c : cases) {
@@ -147,14 +152,16 @@ TEST_F(ReliabilityTest, AStoreMissingAfterAnInterruptedSaveIsRestored) {
     const Outcome check = trove({"--store", "s.xml", "check"});
     EXPECT_EQ(check.status, 3);
     EXPECT_NE(check.err.find("missing; " + file(c.from) + " holds the last complete store"),
-              std::string::npos) << check.err;
+              std::string::npos)
+        << check.err;
     EXPECT_EQ(dir_.entries(), before);  // check alone changes nothing
 
     // The client API restores on open and says so.
     std::vector<std::string> told;
     auto store = trove::Store::openFile(
-        file("s.xml"), {.readOnly = true,
-                        .onRecovery = [&](const std::string& message) { told.push_back(message); }});
+        file("s.xml"), {.readOnly = true, .onRecovery = [&](const std::string& message) {
+                          told.push_back(message);
+                        }});
     EXPECT_EQ(store.key("App").get<uint32_t>("v"), c.restored);
     ASSERT_EQ(told.size(), 1u);
     EXPECT_NE(told[0].find("from " + file(c.from)), std::string::npos) << told[0];
@@ -184,7 +191,8 @@ TEST_F(ReliabilityTest, AStoreMissingAfterAnInterruptedSaveIsRestored) {
   // Never over an existing store, even an empty one.
   writeFile(file("e.xml"), "");
   writeFile(file("e.xml.bak2"), withValue(8));
-  EXPECT_EQ(trove({"--store", "e.xml", "check", "--repair"}).out, file("e.xml") + ": 0 keys, 0 values\n");
+  EXPECT_EQ(trove({"--store", "e.xml", "check", "--repair"}).out,
+            file("e.xml") + ": 0 keys, 0 values\n");
   EXPECT_EQ(readFile(file("e.xml")), "");
 }
 
@@ -198,7 +206,7 @@ TEST_F(ReliabilityTest, SavesKeepModeOwnerAndLinksAndRefuseWhatIsNoFile) {
 
   struct Case {
     std::string store;
-    mode_t mode;        // set before the save and expected after it; 0: leave as it is
+    mode_t mode;          // set before the save and expected after it; 0: leave as it is
     std::string refusal;  // empty: the save works
   };
   const std::vector<Case> cases = {
@@ -220,7 +228,8 @@ TEST_F(ReliabilityTest, SavesKeepModeOwnerAndLinksAndRefuseWhatIsNoFile) {
       }
     }
     const std::set<std::string> before = dir_.entries();
-    const Outcome set = trove({"--store", c.store, "--backup-mode", "1", "set", "App", "v", "tDWORD", "5"});
+    const Outcome set =
+        trove({"--store", c.store, "--backup-mode", "1", "set", "App", "v", "tDWORD", "5"});
     if (!c.refusal.empty()) {
       EXPECT_EQ(set.status, 3);
       EXPECT_NE(set.err.find(c.refusal), std::string::npos) << set.err;

@@ -28,10 +28,8 @@ struct RunningProgram {
 
 // Starts `program` (looked up in PATH unless it holds a "/") with `args` in
 // `directory`. `tag` tells the output files of programs running at once apart.
-inline RunningProgram startProgram(const std::string& program,
-                                   const std::vector<std::string>& args,
-                                   const ScratchDirectory& directory,
-                                   const std::string& tag = "") {
+inline RunningProgram startProgram(const std::string& program, const std::vector<std::string>& args,
+                                   const ScratchDirectory& directory, const std::string& tag = "") {
   RunningProgram run{-1, directory.file(".out" + tag), directory.file(".err" + tag)};
   run.pid = fork();
   if (run.pid == 0) {

@@ -220,9 +220,9 @@ void Key::read(std::string_view name, TroveTypeId type, bool& out) const {
 void Key::writeRaw(std::string_view name, TroveTypeId type, const void* data, uint32_t size) const {
   StoreState& s = state("set value");
   const std::string text = terminated(name);
-  const int32_t result =
-      check(s.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, handle_, text.c_str(), type, data, size, 1u),
-            describe("set value " + text));
+  const int32_t result = check(
+      s.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, handle_, text.c_str(), type, data, size, 1u),
+      describe("set value " + text));
   if (result != errUnchanged) s.markChanged();
   if (s.journaling()) s.journal.setValue(s.journalPath(path()), text, type, data, size);
 }

@@ -35,23 +35,22 @@ struct Copy {
 
 // What interrupted saves may have left beside a store.
 struct Leftovers {
-  std::optional<Copy> backup;      // "<store>.bak2"
-  std::vector<Copy> temporaries;   // "<store>.tmp<thread>"
-  std::vector<Copy> setAside;      // "<store>.bak2<thread>", always stale
+  std::optional<Copy> backup;     // "<store>.bak2"
+  std::vector<Copy> temporaries;  // "<store>.tmp<thread>"
+  std::vector<Copy> setAside;     // "<store>.bak2<thread>", always stale
 };
 
 // A thread suffix as the save writes it: 1 to 8 lower-case hex digits.
 bool isThreadSuffix(std::string_view text) {
-  return !text.empty() && text.size() <= 8 &&
-         std::all_of(text.begin(), text.end(),
-                     [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+  return !text.empty() && text.size() <= 8 && std::all_of(text.begin(), text.end(), [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+  });
 }
 
 std::optional<Copy> describe(const std::string& path) {
   struct stat info;
   if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
-  return Copy{path,
-              static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec,
+  return Copy{path, static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec,
               static_cast<uint64_t>(info.st_size)};
 }
 
@@ -61,8 +60,7 @@ Leftovers findLeftovers(const std::string& filePath) {
   const std::string base = store.filename().string();
   const fs::path directory = store.has_parent_path() ? store.parent_path() : fs::path(".");
   std::error_code error;
-  for (fs::directory_iterator it(directory, error), end; !error && it != end;
-       it.increment(error)) {
+  for (fs::directory_iterator it(directory, error), end; !error && it != end; it.increment(error)) {
     const std::string name = it->path().filename().string();
     if (name.size() <= base.size() || name.compare(0, base.size(), base) != 0) continue;
     const std::string_view rest = std::string_view(name).substr(base.size());
@@ -157,7 +155,8 @@ StoreFilesReport inspectFiles(const std::string& filePath) {
 
   const std::optional<Copy> store = describe(filePath);
   if (store) {
-    report.state = loads(filePath, &report.damage) ? StoreFileState::kIntact : StoreFileState::kDamaged;
+    report.state =
+        loads(filePath, &report.damage) ? StoreFileState::kIntact : StoreFileState::kDamaged;
   } else {
     report.state = newest ? StoreFileState::kRestorable : StoreFileState::kMissing;
   }

@@ -40,11 +40,11 @@ struct StoreState {
   // out (it may then have been changed): only then may a save write, and
   // only then must it check for another writer.
   std::atomic<bool> changed{false};
-  StoreLock lock;           // the writer lock, while it is held
-  FileIdentity loadedFile;  // the file as this store loaded it
-  ChangeJournal journal;    // kept only when journaling()
+  StoreLock lock;                      // the writer lock, while it is held
+  FileIdentity loadedFile;             // the file as this store loaded it
+  ChangeJournal journal;               // kept only when journaling()
   std::atomic<bool> handedOut{false};  // the object was handed out: the journal may miss changes
-  std::string rootPath;     // the root key's full name, when journaling()
+  std::string rootPath;                // the root key's full name, when journaling()
 
   // What the user sees in messages: the file, or "memory store".
   std::string label() const { return path.empty() ? "memory store" : path; }
