@@ -9,9 +9,12 @@ constexpr const char* kDescription =
 
 constexpr const char* kFooter =
     "Key paths use \"/\" or \"\\\" between names, and \"/\" names the root key; names\n"
-    "compare without regard to case. tree, get, export and check only read the store.\n"
+    "compare without regard to case. tree, get, export and check only read the store\n"
+    "(check --repair restores a missing one).\n"
     "set, delete, import and copy write it atomically, and only when they succeed;\n"
     "set, import and copy create a missing store file (not a missing directory).\n"
+    "Writers of one store take turns (--wait); a store file that an interrupted save\n"
+    "left missing is first restored from its copy, which is said on standard error.\n"
     "\n"
     "Exit status: 0 success, 1 key, value or store file not found, 2 usage error,\n"
     "3 store error (damaged store, I/O failure, read-only refusal, anything else).";
@@ -46,6 +49,12 @@ void defineCommandLine(CLI::App& app, Invocation& in) {
                  "first copy as .bak")
       ->type_name("N")
       ->check(CLI::Range(0u, 2u).description(""))
+      ->capture_default_str();
+  app.add_option("--wait", in.waitSeconds,
+                 "How long a command waits for another program that is writing the same store "
+                 "before it fails")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.0, 86400.0).description(""))
       ->capture_default_str();
 
   auto* tree = app.add_subcommand("tree", "List keys and values with their types");
@@ -119,9 +128,17 @@ void defineCommandLine(CLI::App& app, Invocation& in) {
       ->type_name("PATH");
   copy->callback([&in] { in.command = [&in](Output& out) { runCopy(in.global, in.copy, out); }; });
 
-  auto* checker = app.add_subcommand("check", "Load the store and count its keys and values");
-  checker->footer("Exits with 3, leaving the file untouched, when the store is damaged.");
-  checker->callback([&in] { in.command = [&in](Output& out) { runCheck(in.global, out); }; });
+  auto* checker = app.add_subcommand(
+      "check", "Load the store, count its keys and values, and report leftovers of saves");
+  checker->add_flag("--repair", in.check.repair,
+                    "Restore a missing store from its newest complete copy and remove stale files");
+  checker->footer(
+      "Also lists the files that interrupted saves left beside the store. Exits with 3,\n"
+      "leaving every file untouched, when the store is damaged, or missing while a copy\n"
+      "(.bak2, or a complete temporary file) holds it; --repair then restores it (never\n"
+      "over an existing store). Without --repair nothing is changed.");
+  checker->callback(
+      [&in] { in.command = [&in](Output& out) { runCheck(in.global, in.check, out); }; });
 }
 
 }  // namespace trove::cli

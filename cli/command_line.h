@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "commands.h"
+#include "store_check.h"
 
 namespace trove::cli {
 
@@ -20,6 +21,7 @@ struct Invocation {
 
   // Filled by the parser; `command` refers to them.
   unsigned backupMode = 0;
+  double waitSeconds = 10;
   TreeArgs tree;
   GetArgs get;
   SetArgs set;
@@ -27,6 +29,7 @@ struct Invocation {
   ExportArgs exporter;
   ImportArgs importer;
   CopyArgs copy;
+  CheckArgs check;
 };
 
 // Defines everything on `app`; app.parse() then fills `invocation`, which

@@ -77,7 +77,7 @@ void warnAboutCopyLoss(const Key& key, const std::string& file, const std::strin
 
 void runTree(const GlobalOptions& global, const TreeArgs& args, Output& output) {
   attribute(global.store, operation("tree", args.path), [&] {
-    Store store = openForReading(global.store);
+    Store store = openForReading(global.store, global.settings);
     printTree(store, keyAt(store.root(), args.path), output.results);
   });
 }
@@ -86,7 +86,7 @@ void runGet(const GlobalOptions& global, const GetArgs& args, Output& output) {
   const std::string op = operation("get", joined(args.path, args.name));
   const TroveTypeId type = args.asType.empty() ? 0 : typeArgument(args.asType, global.store, op);
   attribute(global.store, op, [&] {
-    Store store = openForReading(global.store);
+    Store store = openForReading(global.store, global.settings);
     const Key key = keyAt(store.root(), args.path);
     if (type == 0) {
       output.results << key.text(args.name) << '\n';
@@ -139,7 +139,7 @@ void runDelete(const GlobalOptions& global, const DeleteArgs& args, Output&) {
 void runExport(const GlobalOptions& global, const ExportArgs& args, Output& output) {
   const std::string op = operation("export", args.path);
   attribute(global.store, op, [&] {
-    Store store = openForReading(global.store);
+    Store store = openForReading(global.store, global.settings);
     const Key key = keyAt(store.root(), args.path);
     if (args.json) {
       output.results << exportJson(store, key) << '\n';
@@ -154,7 +154,8 @@ void runImport(const GlobalOptions& global, const ImportArgs& args, Output& outp
   // The file to import is read first: when it is missing or damaged, the
   // store is not even created.
   std::optional<Store> source;
-  attribute(args.xmlFile, "import", [&] { source.emplace(openForReading(args.xmlFile)); });
+  attribute(args.xmlFile, "import",
+            [&] { source.emplace(openForReading(args.xmlFile, global.settings)); });
   const std::string op =
       operation("import " + args.xmlFile, args.into.empty() ? "" : "into " + args.into);
   attribute(global.store, op, [&] {
@@ -171,7 +172,7 @@ void runCopy(const GlobalOptions& global, const CopyArgs& args, Output& output) 
   std::optional<Store> source;
   std::optional<Key> from;
   attribute(global.store, op, [&] {
-    source.emplace(openForReading(global.store));
+    source.emplace(openForReading(global.store, global.settings));
     from = keyAt(source->root(), args.path);
   });
   attribute(args.toFile, op, [&] {
@@ -180,13 +181,6 @@ void runCopy(const GlobalOptions& global, const CopyArgs& args, Output& output) 
     target.commit();
   });
   attribute(global.store, op, [&] { warnAboutCopyLoss(*from, global.store, op, output); });
-}
-
-void runCheck(const GlobalOptions& global, Output& output) {
-  attribute(global.store, "check", [&] {
-    Store store = openForReading(global.store);
-    output.results << displayPath(global.store) << ": " << describe(tally(store.root())) << '\n';
-  });
 }
 
 }  // namespace trove::cli

@@ -57,6 +57,5 @@ void runDelete(const GlobalOptions& global, const DeleteArgs& args, Output& outp
 void runExport(const GlobalOptions& global, const ExportArgs& args, Output& output);
 void runImport(const GlobalOptions& global, const ImportArgs& args, Output& output);
 void runCopy(const GlobalOptions& global, const CopyArgs& args, Output& output);
-void runCheck(const GlobalOptions& global, Output& output);
 
 }  // namespace trove::cli

@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "trove/client/error.h"
+#include "trove/client/store_file_error.h"
 
 namespace trove::cli {
 
@@ -32,6 +33,8 @@ void attribute(const std::string& file, const std::string& operation,
                const std::function<void()>& work) {
   try {
     work();
+  } catch (const StoreFileError& error) {
+    throw Failure(file, operation, error.code(), error.reason());
   } catch (const Error& error) {
     throw Failure(file, operation, error.code());
   }

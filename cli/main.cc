@@ -40,6 +40,8 @@ int main(int argc, char** argv) {
   }
   GlobalOptions& global = invocation.global;
   global.settings.backupMode = static_cast<uint8_t>(invocation.backupMode);
+  global.settings.lockWait =
+      std::chrono::milliseconds(static_cast<int64_t>(invocation.waitSeconds * 1000 + 0.5));
 
   Output output;
   try {

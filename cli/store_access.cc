@@ -1,6 +1,7 @@
 #include "store_access.h"
 
 #include <filesystem>
+#include <iostream>
 #include <system_error>
 
 namespace trove::cli {
@@ -29,17 +30,22 @@ void removeIfEmpty(const std::string& file) {
 
 }  // namespace
 
-Store openForReading(const std::string& file) {
+void reportRecovery(const std::string& message) {
+  std::cerr << "trove: " << message << std::endl;
+}
+
+Store openForReading(const std::string& file, const StoreSettings& settings) {
   StoreOptions options;
   options.readOnly = true;
   options.saveOnClose = false;
+  options.lockWait = settings.lockWait;
+  options.onRecovery = reportRecovery;
   return Store::openFile(file, options);
 }
 
 WritableStore::WritableStore(const std::string& file, const StoreSettings& settings,
                              IfMissing ifMissing)
-    : file_(file),
-      hadFirstBackup_(exists(file + ".bak")) {
+    : file_(file), hadFirstBackup_(exists(file + ".bak")) {
   // Missing directories are not made: a mistyped --store path should fail,
   // not grow a directory tree.
   created_ = ifMissing == IfMissing::kCreate && !settings.readOnly && !exists(file) &&
@@ -49,6 +55,10 @@ WritableStore::WritableStore(const std::string& file, const StoreSettings& setti
   options.saveOnClose = false;  // a failed command must leave the file as it was
   options.createIfMissing = created_;
   options.backupMode = settings.backupMode;
+  // Load, change and save with no other writer in between.
+  options.lockWhileOpen = true;
+  options.lockWait = settings.lockWait;
+  options.onRecovery = reportRecovery;
   try {
     store_.emplace(Store::openFile(file, options));
   } catch (...) {
@@ -58,8 +68,9 @@ WritableStore::WritableStore(const std::string& file, const StoreSettings& setti
 }
 
 WritableStore::~WritableStore() {
-  store_.reset();
+  // Still under the writer lock, so no other writer's file is taken away.
   if (created_) removeEmptyLeftovers(!committed_);
+  store_.reset();
 }
 
 void WritableStore::commit() {

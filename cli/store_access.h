@@ -2,6 +2,7 @@
 // a command that changes them (written only when the command succeeded).
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -10,16 +11,23 @@
 namespace trove::cli {
 
 struct StoreSettings {
-  bool readOnly = false;   // every store the command opens refuses changes
-  uint8_t backupMode = 0;  // backups kept when a changed store is written
+  bool readOnly = false;                      // every store the command opens refuses changes
+  uint8_t backupMode = 0;                     // backups kept when a changed store is written
+  std::chrono::milliseconds lockWait{10000};  // for another writer of the same store
 };
 
-// Opens a store file to read it: read-only, and never saved on close.
-// Throws trove::Error (errFileNotFound for a missing file).
-Store openForReading(const std::string& file);
+// Opens a store file to read it: read-only, and never saved on close. A
+// missing store is restored from an interrupted save's copy, and that is
+// said on standard error. Throws trove::Error (errFileNotFound for a
+// missing file).
+Store openForReading(const std::string& file, const StoreSettings& settings = {});
 
-// A store file opened for a command that changes it. Nothing reaches the
-// file unless commit() is called; a store file that this created, and the
+// Says on standard error that a store was restored.
+void reportRecovery(const std::string& message);
+
+// A store file opened for a command that changes it, holding the store's
+// writer lock from the load to the end. Nothing reaches the file unless
+// commit() is called; a store file that this created, and the
 // empty backups of it that a save leaves, are removed again when the
 // command fails or when they only hold the empty placeholder.
 class WritableStore {

@@ -1,57 +1,22 @@
 // The trove tool end to end: the built executable run on real files in a
 // scratch directory, its output, exit status and the files it leaves.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "run_program.h"
 #include "store_files.h"
 
 namespace {
 
+using store_test::Outcome;
 using store_test::readFile;
+using store_test::runProgram;
 using store_test::ScratchDirectory;
 using store_test::writeFile;
-
-struct Outcome {
-  int status = -1;  // the exit status, or -1 when the program did not exit
-  std::string out;
-  std::string err;
-};
-
-// Runs `program` (looked up in PATH unless it holds a "/") with `args` in
-// `directory`, capturing both output streams.
-Outcome runProgram(const std::string& program, const std::vector<std::string>& args,
-                   const ScratchDirectory& directory) {
-  const std::string outFile = directory.file(".out"), errFile = directory.file(".err");
-  const pid_t child = fork();
-  if (child == 0) {
-    if (chdir(directory.path().c_str()) != 0) _exit(125);
-    const int out = open(outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const int err = open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (out < 0 || err < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(125);
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
-    execvp(program.c_str(), argv.data());
-    _exit(127);
-  }
-  Outcome run;
-  int status = 0;
-  if (child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status)) {
-    run.status = WEXITSTATUS(status);
-  }
-  run.out = readFile(outFile);
-  run.err = readFile(errFile);
-  std::filesystem::remove(outFile);
-  std::filesystem::remove(errFile);
-  return run;
-}
 
 bool programAvailable(const std::string& program) {
   ScratchDirectory scratch;

@@ -81,8 +81,13 @@ Key Key::create(std::string_view path) const {
   StoreState& s = state("create key");
   TroveKey found = TROVE_INVALID_KEY;
   const std::string text = terminated(path);
-  check(s.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &found, handle_, text.c_str(), 1u),
-        describe("create key " + text));
+  const int32_t result =
+      check(s.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &found, handle_, text.c_str(), 1u),
+            describe("create key " + text));
+  if (result == errKeyCreated) {
+    s.markChanged();
+    if (s.journaling()) s.journal.createKey(s.journalPath(this->path(), path));
+  }
   return Key(state_, found, generation_);
 }
 
@@ -91,6 +96,8 @@ void Key::removeKey(std::string_view path) const {
   const std::string text = terminated(path);
   check(s.call<TroveDeleteKey>(TROVE_SLOT_DELETE_KEY, handle_, text.c_str()),
         describe("delete key " + text));
+  s.markChanged();
+  if (s.journaling()) s.journal.deleteKey(s.journalPath(this->path(), path));
 }
 
 uint32_t Key::subkeyCount() const {
@@ -213,8 +220,11 @@ void Key::read(std::string_view name, TroveTypeId type, bool& out) const {
 void Key::writeRaw(std::string_view name, TroveTypeId type, const void* data, uint32_t size) const {
   StoreState& s = state("set value");
   const std::string text = terminated(name);
-  check(s.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, handle_, text.c_str(), type, data, size, 1u),
-        describe("set value " + text));
+  const int32_t result = check(
+      s.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, handle_, text.c_str(), type, data, size, 1u),
+      describe("set value " + text));
+  if (result != errUnchanged) s.markChanged();
+  if (s.journaling()) s.journal.setValue(s.journalPath(path()), text, type, data, size);
 }
 
 void Key::write(std::string_view name, TroveTypeId type, const std::string& value) const {
@@ -291,6 +301,8 @@ void Key::remove(std::string_view name) const {
   const std::string text = terminated(name);
   check(s.call<TroveDeleteValue>(TROVE_SLOT_DELETE_VALUE, handle_, text.c_str()),
         describe("delete value " + text));
+  s.markChanged();
+  if (s.journaling()) s.journal.deleteValue(s.journalPath(path()), text);
 }
 
 void Key::copyTo(const Key& destination) const {
@@ -298,6 +310,15 @@ void Key::copyTo(const Key& destination) const {
   StoreState& d = destination.state("copy key");
   check(s.call<TroveCopyKey>(TROVE_SLOT_COPY_KEY, handle_, d.object.get(), destination.handle_),
         describe("copy key") + " to " + d.label());
+  d.markChanged();
+  if (d.journaling()) {
+    // What was copied, as it is now, to be copied again over another
+    // writer's save.
+    auto copied = std::make_shared<Store>(Store::openMemory("", {.saveOnClose = false}));
+    check(s.call<TroveCopyKey>(TROVE_SLOT_COPY_KEY, handle_, copied->object().get(), TroveKey{0}),
+          describe("copy key"));
+    d.journal.copyInto(std::move(copied), d.journalPath(destination.path()));
+  }
 }
 
 }  // namespace trove

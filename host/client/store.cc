@@ -1,7 +1,12 @@
 #include "trove/client/store.h"
 
+#include <exception>
+
+#include "kept_attributes.h"
+#include "store_recovery.h"
 #include "store_state.h"
 #include "trove/client/error.h"
+#include "trove/client/store_file_error.h"
 #include "unicode_text.h"
 
 namespace trove {
@@ -25,14 +30,14 @@ host::Host& sharedHost() {
   return *instance;
 }
 
-void StoreState::load() {
+void StoreState::loadObject() {
   host::Host& host = sharedHost();
   object = host.createObject(TROVE_IID_REGISTRY);
   const std::string where = "open " + label();
   check(object.status().code(), where);
 
   if (!path.empty()) {
-    std::u16string name = utf16FromUtf8(path);
+    std::u16string name = utf16FromUtf8(filePath);
     check(object.setName(name).code(), where);
   } else {
     check(object.setStoreIo(*memory).code(), where);
@@ -54,19 +59,135 @@ void StoreState::load() {
     object = host::Object();  // a failed load writes nothing on close
     throw Error(loaded.code(), where);
   }
+}
+
+void StoreState::load() {
+  if (path.empty()) {
+    loadObject();
+  } else {
+    loadFile();
+  }
+  changed.store(false, std::memory_order_relaxed);
+  handedOut.store(false);
+  journal.clear();
+  if (journaling()) rootPath = rootKeyName();
   open = true;
 }
 
-void StoreState::unload(bool forceSave) {
+std::string StoreState::rootKeyName() {
+  uint32_t length = 0;
+  check(call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &length, TroveKey{0},
+                              static_cast<char*>(nullptr), 0u, 1u),
+        "open " + label());
+  std::string name(length + 1, '\0');  // the full name's size counts no NUL
+  check(call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &length, TroveKey{0}, name.data(),
+                              static_cast<uint32_t>(name.size()), 1u),
+        "open " + label());
+  name.resize(length);
+  return name;
+}
+
+std::string StoreState::journalPath(const std::string& fullName, std::string_view below) const {
+  std::string relative = fullName;
+  if (!rootPath.empty()) {
+    relative.erase(0, rootPath.size());
+    if (!relative.empty()) relative.erase(0, 1);  // the separator after the root key's name
+  }
+  if (below.empty()) return relative;
+  return relative.empty() ? std::string(below) : relative + "\\" + std::string(below);
+}
+
+void StoreState::loadFile() {
+  filePath = followLinks(path);
+  requireRegularFile(filePath, "open " + label());
+  if (options.readOnly) {
+    try {
+      loadObject();
+    } catch (const Error& error) {
+      // The name is empty in the middle of another writer's save, or after
+      // a crashed one: under the lock the save is over, or the store is
+      // restored.
+      if (error.code() != errFileNotFound || !options.recover || !hasCopies(filePath)) throw;
+      StoreLock held(filePath, options.lockWait, label());
+      restoreUnderLock();
+      loadObject();
+    }
+    return;
+  }
+  // A writer loads under the lock, so what it loads is another writer's
+  // whole save, and the file's identity tells that save from later ones.
+  if (!lock.held()) lock = StoreLock(filePath, options.lockWait, label());
+  try {
+    restoreUnderLock();
+    loadObject();
+  } catch (...) {
+    lock.release();
+    throw;
+  }
+  // A load that made the store's directory could not lock before it.
+  if (options.lockWhileOpen && !lock.held()) lock = StoreLock(filePath, options.lockWait, label());
+  loadedFile = identify(filePath);
+  if (!options.lockWhileOpen) lock.release();
+}
+
+void StoreState::restoreUnderLock() {
+  if (!options.recover) return;
+  const std::string from = restoreIfMissing(filePath, label());
+  if (!from.empty()) {
+    notify("restored " + filePath + " from " + from +
+           " (the store file was missing after an interrupted save)");
+  }
+}
+
+void StoreState::notify(const std::string& message) const {
+  if (options.onRecovery) {
+    options.onRecovery(message);
+  } else if (std::shared_ptr<host::TraceSink> sink = sharedHost().traceSink()) {
+    sink->write(host::TraceLine{host::kTraceLevelWarnings, message, nullptr});
+  }
+}
+
+int32_t StoreState::saveFile() {
+  if (!lock.held()) lock = StoreLock(filePath, options.lockWait, label());
+  const std::string action = "save " + label();
+  if (identify(filePath) != loadedFile) {
+    if (!journaling() || handedOut) {
+      throw StoreFileError(errWrongState, action,
+                           "another writer replaced " + filePath +
+                               " after this store loaded it; nothing was written");
+    }
+    // Load the other writer's save (restored, if an interrupted one left the
+    // name empty) and make this store's changes again on it.
+    object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 0);
+    restoreUnderLock();
+    requireRegularFile(filePath, action);
+    loadObject();
+    journal.replay(object, label());
+  }
+  KeptAttributes kept(filePath);
+  return object.flush();
+}
+
+void StoreState::unload(bool forceSave, bool reopening) {
   if (!open) return;
   open = false;
   ++generation;
   // The close hook always answers 0, so the store is flushed here, where the
   // result can be reported, and the close then has nothing left to write.
   int32_t saved = errOk;
-  if (forceSave || options.saveOnClose) saved = object.flush();
+  std::exception_ptr failure;
+  if (forceSave || options.saveOnClose) {
+    try {
+      const bool mayWrite = !path.empty() && !options.readOnly && changed.load();
+      saved = mayWrite ? saveFile() : object.flush();
+    } catch (...) {
+      failure = std::current_exception();
+    }
+  }
   object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 0);
   object = host::Object();
+  if (!reopening || failure || saved < 0) lock.release();
+  if (failure) std::rethrow_exception(failure);
   check(saved, "save " + label());
 }
 
@@ -124,7 +245,7 @@ Key Store::root() const {
 
 void Store::save() {
   if (!state_ || !state_->open) throw Error(errWrongState, "the store is closed");
-  state_->unload(true);
+  state_->unload(true, true);
   state_->load();
 }
 
@@ -145,6 +266,8 @@ std::string Store::contents() const {
 }
 
 host::Object& Store::object() const {
+  state_->markChanged();  // calls through it are not seen here
+  state_->handedOut.store(true);
   return state_->object;
 }
 

@@ -14,5 +14,7 @@
 #include "trove/client/error.h"
 #include "trove/client/key.h"
 #include "trove/client/store.h"
+#include "trove/client/store_file_error.h"
+#include "trove/client/store_files.h"
 #include "trove/client/value_types.h"
 #include "trove/result_codes.h"
