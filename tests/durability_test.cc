@@ -10,7 +10,7 @@
 #include <string>
 
 #include "in_process_store.h"
-#include "platform/fault_injecting_platform.h"
+#include "support/fault_injecting_platform.h"
 #include "platform/platform.h"
 #include "store_files.h"
 #include "trove/abi.h"

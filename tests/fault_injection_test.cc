@@ -1,6 +1,6 @@
 // The fault-injecting platform: scripted failures act exactly where they are
 // aimed, everything else reaches the real files, and every call is recorded.
-#include "platform/fault_injecting_platform.h"
+#include "support/fault_injecting_platform.h"
 
 #include <stdlib.h>
 

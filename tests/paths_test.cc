@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/fault_injecting_platform.h"
+#include "support/fault_injecting_platform.h"
 
 namespace trove::platform {
 namespace {

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/fault_injecting_platform.h"
+#include "support/fault_injecting_platform.h"
 #include "trove/result_codes.h"
 
 namespace trove {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "in_process_store.h"
-#include "platform/fault_injecting_platform.h"
+#include "support/fault_injecting_platform.h"
 #include "store_files.h"
 #include "trove/abi.h"
 #include "trove/host.h"

@@ -1,4 +1,4 @@
-#include "platform/fault_injecting_platform.h"
+#include "support/fault_injecting_platform.h"
 
 #include <algorithm>
 #include <utility>
