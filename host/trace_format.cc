@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "base/result_messages.h"
+#include "trove/result_messages.h"
 #include "trove/host/trace.h"
 
 namespace trove::host {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/properties_map.h"  // only to look at the source's lock and flag
+#include "object/properties_map.h"  // only to look at the source's lock and flag
 #include "trove/abi.h"
 #include "trove/host.h"
 #include "trove/result_codes.h"

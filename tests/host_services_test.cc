@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "frame/host_services.h"
+#include "services/host_services.h"
 #include "trove/abi.h"
 #include "trove/host.h"
 #include "trove/result_codes.h"

@@ -10,9 +10,9 @@
 #include <cstdint>
 #include <string>
 
-#include "frame/host_services.h"
+#include "services/host_services.h"
 #include "frame/lifecycle.h"
-#include "frame/properties_map.h"
+#include "object/properties_map.h"
 #include "frame/property_accessors.h"
 #include "registry/registry_methods.h"
 #include "storage/store_file.h"

@@ -1,7 +1,7 @@
 // The object's reader/writer lock, driven directly with real threads. The
 // tests wait for a thread to block by watching the lock's counters, never by
 // sleeping.
-#include "frame/rw_lock.h"
+#include "object/rw_lock.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <string>
 
-#include "frame/properties_map.h"  // only to look at the lock after a load
+#include "object/properties_map.h"  // only to look at the lock after a load
 #include "store_files.h"
 #include "trove/abi.h"
 #include "trove/host.h"

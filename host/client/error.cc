@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "base/result_messages.h"
+#include "trove/result_messages.h"
 #include "trove/result_codes.h"
 
 namespace trove {

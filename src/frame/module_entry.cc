@@ -2,7 +2,7 @@
 // hands over its root object and receives the Registry interface's tables.
 #include <cstdint>
 
-#include "frame/host_services.h"
+#include "services/host_services.h"
 #include "frame/lifecycle.h"
 #include "frame/property_accessors.h"
 #include "trove/abi.h"

@@ -1,10 +1,10 @@
 // Construction and destruction of the PropertiesMap inside a host object, its
 // life-cycle hooks, its own method table and the placeholder services table.
-#include "frame/properties_map.h"
+#include "object/properties_map.h"
 
 #include <new>
 
-#include "frame/host_services.h"
+#include "services/host_services.h"
 #include "frame/lifecycle.h"
 #include "registry/registry_methods.h"
 #include "storage/store_file.h"

@@ -8,9 +8,9 @@
 
 #include "base/exceptions.h"
 #include "base/result_messages.h"
-#include "frame/copy_out.h"
-#include "frame/host_services.h"
-#include "frame/properties_map.h"
+#include "types/copy_out.h"
+#include "services/host_services.h"
+#include "object/properties_map.h"
 #include "trove/result_codes.h"
 
 namespace trove {

@@ -1,7 +1,7 @@
 // Copying a key tree into another Registry object. Neither method writes a
 // trace line of its own: the methods they call write theirs.
-#include "frame/properties_map.h"
-#include "frame/rw_lock.h"
+#include "object/properties_map.h"
+#include "object/rw_lock.h"
 #include "registry/key_tree_copy.h"
 #include "registry/method_frame.h"  // resultFromAnyException
 #include "registry/registry_methods.h"

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/host_services.h"
-#include "frame/properties_map.h"
+#include "services/host_services.h"
+#include "object/properties_map.h"
 #include "types/value_codec.h"
 
 namespace trove {

@@ -1,7 +1,7 @@
 // The key methods of the Registry interface: opening, enumerating, naming,
 // counting and deleting keys, and moving the root key.
-#include "frame/copy_out.h"
-#include "frame/host_services.h"
+#include "types/copy_out.h"
+#include "services/host_services.h"
 #include "registry/method_frame.h"
 #include "registry/registry_methods.h"
 

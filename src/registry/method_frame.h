@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "frame/properties_map.h"
-#include "frame/rw_lock.h"
+#include "object/properties_map.h"
+#include "object/rw_lock.h"
 #include "trove/abi.h"
 #include "trove/result_codes.h"
 #include "xml/xml_tree.h"

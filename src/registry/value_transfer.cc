@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include "base/text_conversion.h"
-#include "frame/host_services.h"
-#include "frame/properties_map.h"
-#include "frame/value_check.h"
+#include "services/host_services.h"
+#include "object/properties_map.h"
+#include "object/value_check.h"
 #include "registry/host_block.h"
 #include "types/value_codec.h"
 

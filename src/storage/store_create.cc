@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "frame/properties_map.h"
+#include "object/properties_map.h"
 #include "platform/paths.h"
 #include "platform/platform.h"
 #include "storage/store_names.h"

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <string>
 
-#include "frame/host_services.h"
-#include "frame/properties_map.h"
+#include "services/host_services.h"
+#include "object/properties_map.h"
 #include "platform/platform.h"
 #include "storage/store_create.h"
 #include "storage/store_file.h"

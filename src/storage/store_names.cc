@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "base/text_conversion.h"
-#include "frame/properties_map.h"
+#include "object/properties_map.h"
 
 namespace trove {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "frame/host_services.h"
-#include "frame/properties_map.h"
+#include "services/host_services.h"
+#include "object/properties_map.h"
 #include "platform/platform.h"
 #include "storage/store_file.h"
 #include "storage/store_names.h"

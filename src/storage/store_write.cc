@@ -3,8 +3,8 @@
 #include <new>
 #include <string>
 
-#include "frame/properties_map.h"
-#include "frame/rw_lock.h"
+#include "object/properties_map.h"
+#include "object/rw_lock.h"
 #include "storage/store_result.h"
 #include "trove/abi.h"
 #include "trove/result_codes.h"

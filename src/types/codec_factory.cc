@@ -2,7 +2,7 @@
 #include <new>
 #include <type_traits>
 
-#include "frame/host_services.h"
+#include "services/host_services.h"
 #include "types/block_codec.h"
 #include "types/scalar_codecs.h"
 #include "types/string_codec.h"

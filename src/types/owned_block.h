@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "frame/host_services.h"
+#include "services/host_services.h"
 #include "trove/result_codes.h"
 
 namespace trove {

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <limits>
 
-#include "frame/host_services.h"
+#include "services/host_services.h"
 
 namespace trove {
 

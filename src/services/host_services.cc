@@ -1,4 +1,4 @@
-#include "frame/host_services.h"
+#include "services/host_services.h"
 
 #include <atomic>
 #include <cstdarg>

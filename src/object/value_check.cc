@@ -1,7 +1,7 @@
-#include "frame/value_check.h"
+#include "object/value_check.h"
 
-#include "frame/host_services.h"
-#include "frame/properties_map.h"
+#include "services/host_services.h"
+#include "object/properties_map.h"
 #include "types/value_codec.h"
 
 namespace trove {

@@ -1,4 +1,4 @@
-#include "frame/rw_lock.h"
+#include "object/rw_lock.h"
 
 #include "base/result_messages.h"
 #include "trove/result_codes.h"

@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "base/oru_string.h"
-#include "frame/rw_lock.h"
+#include "object/rw_lock.h"
 #include "xml/xml_tree.h"
 
 namespace trove {
