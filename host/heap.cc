@@ -173,9 +173,14 @@ void* HostHeap::newBlock(Holder& holder, uint32_t size) {
   uint32_t padded = 0;
   if (startsPage(base + sizeof(Header))) {
     // Rare (2 in 256 places): with 32 bytes more, one of the two offsets fits.
-    std::free(base);
-    base = static_cast<unsigned char*>(std::malloc(total + sizeof(Header)));
-    if (!base) return nullptr;
+    // Grown rather than swapped for another block, which malloc would hand
+    // straight back for the next block of this size.
+    auto* grown = static_cast<unsigned char*>(std::realloc(base, total + sizeof(Header)));
+    if (!grown) {
+      std::free(base);
+      return nullptr;
+    }
+    base = grown;
     padded = startsPage(base + sizeof(Header)) ? kPadded : 0;
   }
   auto* header = reinterpret_cast<Header*>(base + (padded ? sizeof(Header) : 0));
