@@ -1,6 +1,7 @@
 #include "trove/client/key.h"
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "store_state.h"
@@ -103,7 +104,7 @@ std::optional<Key> Key::find(std::string_view path) const {
 Key Key::open(std::string_view path) const {
   std::optional<Key> found = find(path);
   if (!found) throw Error(errEntryNotFound, describe("open key " + std::string(path)));
-  return *found;
+  return std::move(*found);
 }
 
 Key Key::create(std::string_view path) const {
