@@ -83,8 +83,9 @@ static_assert(sizeof(Header) == 32 && alignof(std::max_align_t) >= 16,
               "blocks must stay 16-byte aligned behind their header");
 
 // Ties the header to its address, holder and size: a stale or made-up
-// pointer matches by chance once in 2^31.
-uint32_t canaryOf(const Header* header) {
+// pointer matches by chance once in 2^31. Reads what may be no header at all
+// (see liveHeader), so the sanitizer must not stop it.
+__attribute__((no_sanitize("address"))) uint32_t canaryOf(const Header* header) {
   uint64_t x = reinterpret_cast<uintptr_t>(header) ^
                (reinterpret_cast<uintptr_t>(header->holder) << 7) ^ (uint64_t{header->size} << 32) ^
                0x9E3779B97F4A7C15u;
