@@ -50,65 +50,239 @@ void** servicesTable() {
   return table;
 }
 
+// The header in front of every block.
+struct HostHeap::BlockHeader {
+  BlockHeader* previous;  // the holder's circular list of live blocks
+  BlockHeader* next;
+  Holder* holder;
+  uint32_t size;
+  // canaryOf(this); bit 0 set when the header lies 32 bytes past the start of
+  // its malloc block. Cleared when the block is freed.
+  uint32_t check;
+};
+
+struct alignas(64) HostHeap::Holder {
+  std::atomic<const void*> address = nullptr;  // null: free for the next new holder
+  Holder* next = nullptr;                      // in its bucket, fixed once published
+  std::mutex mutex;                            // guards the list; counts change under it
+  BlockHeader list{&list, &list, this, 0, 0};  // the list's sentinel
+  std::atomic<size_t> liveBlocks = 0;
+  std::atomic<size_t> liveBytes = 0;
+  std::atomic<size_t> allocations = 0;
+  std::atomic<size_t> frees = 0;
+};
+
+namespace {
+
+using Header = HostHeap::BlockHeader;
+
+constexpr uintptr_t kPageSize = 4096;
+constexpr uint32_t kPadded = 1;
+
+static_assert(sizeof(Header) == 32 && alignof(std::max_align_t) >= 16,
+              "blocks must stay 16-byte aligned behind their header");
+
+// Ties the header to its address, holder and size: a stale or made-up
+// pointer matches by chance once in 2^31. Reads what may be no header at all
+// (see liveHeader), so the sanitizer must not stop it.
+__attribute__((no_sanitize("address"))) uint32_t canaryOf(const Header* header) {
+  uint64_t x = reinterpret_cast<uintptr_t>(header) ^
+               (reinterpret_cast<uintptr_t>(header->holder) << 7) ^ (uint64_t{header->size} << 32) ^
+               0x9E3779B97F4A7C15u;
+  x = (x ^ (x >> 33)) * 0xFF51AFD7ED558CCDu;
+  x = (x ^ (x >> 33)) * 0xC4CEB9FE1A85EC53u;
+  return static_cast<uint32_t>(x ^ (x >> 33)) & ~kPadded;
+}
+
+// Blocks never begin in the first 32 bytes of a page, so reading the header
+// of any pointer stays on that pointer's own page.
+bool startsPage(const void* block) {
+  return reinterpret_cast<uintptr_t>(block) % kPageSize < sizeof(Header);
+}
+
+void* mallocBase(Header* header) {
+  return reinterpret_cast<unsigned char*>(header) -
+         ((header->check & kPadded) ? sizeof(Header) : 0);
+}
+
+// Written under the holder's mutex, read anywhere.
+void add(std::atomic<size_t>& counter, size_t amount) {
+  counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_relaxed);
+}
+void subtract(std::atomic<size_t>& counter, size_t amount) {
+  counter.store(counter.load(std::memory_order_relaxed) - amount, std::memory_order_relaxed);
+}
+
+size_t bucketOf(const void* holder) {
+  return static_cast<size_t>((reinterpret_cast<uintptr_t>(holder) >> 3) * 0x9E3779B97F4A7C15u >>
+                             56);
+}
+
+}  // namespace
+
 HostHeap& HostHeap::instance() {
   // Never destroyed: modules may free blocks from static destructors.
   static HostHeap* heap = new HostHeap;
   return *heap;
 }
 
+// Lock-free: records are never freed, and a record's place in its bucket
+// never changes once published.
+HostHeap::Holder* HostHeap::find(const void* holder) const {
+  static_assert(kBuckets == 256, "bucketOf gives 8 bits");
+  for (Holder* record = buckets_[bucketOf(holder)].load(std::memory_order_acquire); record;
+       record = record->next) {
+    if (record->address.load(std::memory_order_acquire) == holder) return record;
+  }
+  return nullptr;
+}
+
+HostHeap::Holder* HostHeap::findOrAdd(const void* holder) {
+  if (Holder* found = find(holder)) return found;
+  std::lock_guard lock(addMutex_);
+  if (Holder* found = find(holder)) return found;
+  std::atomic<Holder*>& bucket = buckets_[bucketOf(holder)];
+  // A reclaimed holder's record serves the next holder of its bucket, so the
+  // records number at most the holders alive at once.
+  for (Holder* record = bucket.load(std::memory_order_relaxed); record; record = record->next) {
+    if (record->address.load(std::memory_order_relaxed) == nullptr) {
+      record->address.store(holder, std::memory_order_release);
+      return record;
+    }
+  }
+  auto* record = new (std::nothrow) Holder;
+  if (!record) return nullptr;
+  record->address.store(holder, std::memory_order_relaxed);
+  record->next = bucket.load(std::memory_order_relaxed);
+  bucket.store(record, std::memory_order_release);
+  return record;
+}
+
+// The header of a live block, or null. Reading in front of a pointer that is
+// not a block is what this check is for, so the sanitizer must not stop it.
+__attribute__((no_sanitize("address"))) HostHeap::BlockHeader* HostHeap::liveHeader(
+    const void* block) {
+  if (reinterpret_cast<uintptr_t>(block) % 16 != 0 || startsPage(block)) return nullptr;
+  auto* header = const_cast<Header*>(static_cast<const Header*>(block) - 1);
+  return (header->check & ~kPadded) == canaryOf(header) ? header : nullptr;
+}
+
+void* HostHeap::newBlock(Holder& holder, uint32_t size) {
+  const size_t total = sizeof(Header) + size;
+  auto* base = static_cast<unsigned char*>(std::malloc(total));
+  if (!base) return nullptr;
+  uint32_t padded = 0;
+  if (startsPage(base + sizeof(Header))) {
+    // Rare (2 in 256 places): with 32 bytes more, one of the two offsets fits.
+    // Grown rather than swapped for another block, which malloc would hand
+    // straight back for the next block of this size.
+    auto* grown = static_cast<unsigned char*>(std::realloc(base, total + sizeof(Header)));
+    if (!grown) {
+      std::free(base);
+      return nullptr;
+    }
+    base = grown;
+    padded = startsPage(base + sizeof(Header)) ? kPadded : 0;
+  }
+  auto* header = reinterpret_cast<Header*>(base + (padded ? sizeof(Header) : 0));
+  header->holder = &holder;
+  header->size = size;
+  header->check = canaryOf(header) | padded;
+  {
+    std::lock_guard lock(holder.mutex);
+    header->previous = holder.list.previous;
+    header->next = &holder.list;
+    holder.list.previous->next = header;
+    holder.list.previous = header;
+    add(holder.liveBlocks, 1);
+    add(holder.liveBytes, size);
+    add(holder.allocations, 1);
+  }
+  return header + 1;
+}
+
+// False when another thread freed the block first.
+bool HostHeap::freeBlock(BlockHeader* header) {
+  Holder& holder = *header->holder;
+  {
+    std::lock_guard lock(holder.mutex);
+    if ((header->check & ~kPadded) != canaryOf(header)) return false;
+    header->previous->next = header->next;
+    header->next->previous = header->previous;
+    subtract(holder.liveBlocks, 1);
+    subtract(holder.liveBytes, header->size);
+    add(holder.frees, 1);
+    header->check &= kPadded;
+  }
+  std::free(mallocBase(header));
+  return true;
+}
+
 HolderStats HostHeap::stats(const void* holder) const {
-  std::lock_guard lock(mutex_);
-  auto found = holders_.find(holder);
-  return found == holders_.end() ? HolderStats{} : found->second;
+  Holder* record = find(holder);
+  if (!record) return {};
+  std::lock_guard lock(record->mutex);
+  return HolderStats{record->liveBlocks.load(), record->liveBytes.load(),
+                     record->allocations.load(), record->frees.load()};
 }
 
 size_t HostHeap::totalLiveBlocks() const {
-  std::lock_guard lock(mutex_);
-  return blocks_.size();
+  size_t total = 0;
+  for (const auto& bucket : buckets_) {
+    for (Holder* record = bucket.load(std::memory_order_acquire); record; record = record->next) {
+      total += record->liveBlocks.load(std::memory_order_relaxed);
+    }
+  }
+  return total;
 }
 
 size_t HostHeap::blockSize(const void* block) const {
-  std::lock_guard lock(mutex_);
-  auto found = blocks_.find(block);
-  return found == blocks_.end() ? 0 : found->second.size;
+  const Header* header = liveHeader(block);
+  return header ? header->size : 0;
 }
 
 const void* HostHeap::holderOfBlock(const void* block) const {
-  std::lock_guard lock(mutex_);
-  auto found = blocks_.find(block);
-  return found == blocks_.end() ? nullptr : found->second.holder;
+  const Header* header = liveHeader(block);
+  return header ? header->holder->address.load(std::memory_order_relaxed) : nullptr;
+}
+
+void HostHeap::recordViolation(HeapViolation violation) {
+  std::lock_guard lock(violationsMutex_);
+  violations_.push_back(std::move(violation));
 }
 
 std::vector<HeapViolation> HostHeap::violations() const {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(violationsMutex_);
   return violations_;
 }
 
 size_t HostHeap::violationCount() const {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(violationsMutex_);
   return violations_.size();
 }
 
 void HostHeap::clearViolations() {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(violationsMutex_);
   violations_.clear();
 }
 
 void HostHeap::failAllocationsAfter(size_t successes, const void* holder) {
-  std::lock_guard lock(mutex_);
-  failing_ = true;
+  std::lock_guard lock(failingMutex_);
   successesLeft_ = successes;
   failingHolder_ = holder;
+  failing_.store(true);
 }
 
 void HostHeap::stopFailing() {
-  std::lock_guard lock(mutex_);
-  failing_ = false;
+  std::lock_guard lock(failingMutex_);
+  failing_.store(false);
   failingHolder_ = nullptr;
 }
 
 bool HostHeap::allocationAllowed(const void* holder) {
-  if (!failing_) return true;
+  if (!failing_.load(std::memory_order_relaxed)) return true;
+  std::lock_guard lock(failingMutex_);
+  if (!failing_.load(std::memory_order_relaxed)) return true;
   if (failingHolder_ && failingHolder_ != holder) return true;
   if (successesLeft_ == 0) return false;
   --successesLeft_;
@@ -116,35 +290,35 @@ bool HostHeap::allocationAllowed(const void* holder) {
 }
 
 size_t HostHeap::reclaim(const void* holder) {
-  std::lock_guard lock(mutex_);
+  Holder* record = find(holder);
+  if (!record) return 0;
+  std::lock_guard lock(record->mutex);
   size_t count = 0;
-  for (auto it = blocks_.begin(); it != blocks_.end();) {
-    if (it->second.holder == holder) {
-      std::free(const_cast<void*>(it->first));
-      it = blocks_.erase(it);
-      ++count;
-    } else {
-      ++it;
-    }
+  for (Header* header = record->list.next; header != &record->list;) {
+    Header* next = header->next;
+    header->check &= kPadded;
+    std::free(mallocBase(header));
+    header = next;
+    ++count;
   }
-  holders_.erase(holder);
+  record->list.previous = record->list.next = &record->list;
+  record->liveBlocks.store(0);
+  record->liveBytes.store(0);
+  record->allocations.store(0);
+  record->frees.store(0);
+  record->address.store(nullptr, std::memory_order_release);
   return count;
 }
 
 int32_t HostHeap::allocate(void** holder, void** block, uint32_t size) {
   if (!block) return errInvalidArgument;
   *block = nullptr;
-  std::lock_guard lock(mutex_);
   if (!allocationAllowed(holder)) return errOutOfMemory;
+  Holder* record = findOrAdd(holder);
   // A size of 0 still gives a block of its own, to be freed like any other.
-  void* fresh = std::malloc(size ? size : 1);
+  void* fresh = record ? newBlock(*record, size) : nullptr;
   if (!fresh) return errOutOfMemory;
   std::memset(fresh, kFreshBlockFill, size);
-  blocks_[fresh] = Block{holder, size};
-  HolderStats& stats = holders_[holder];
-  ++stats.liveBlocks;
-  stats.liveBytes += size;
-  ++stats.allocations;
   *block = fresh;
   return errOk;
 }
@@ -152,64 +326,43 @@ int32_t HostHeap::allocate(void** holder, void** block, uint32_t size) {
 int32_t HostHeap::reallocate(void** holder, void** block, void* old, uint32_t size) {
   if (!block) return errInvalidArgument;
   *block = nullptr;
-  std::lock_guard lock(mutex_);
-  size_t oldSize = 0;
+  Header* previous = nullptr;
   if (old) {
-    auto found = blocks_.find(old);
-    if (found == blocks_.end()) {
-      violations_.push_back(
-          {old, holder, nullptr, "reallocation of a block the heap never gave out"});
+    previous = liveHeader(old);
+    if (!previous) {
+      recordViolation({old, holder, nullptr, "reallocation of a block the heap never gave out"});
       return errInvalidArgument;
     }
-    if (found->second.holder != holder) {
-      violations_.push_back(
-          {old, holder, found->second.holder, "block reallocated through another holder"});
+    const void* owner = previous->holder->address.load(std::memory_order_relaxed);
+    if (owner != holder) {
+      recordViolation({old, holder, owner, "block reallocated through another holder"});
     }
-    oldSize = found->second.size;
   }
   if (!allocationAllowed(holder)) return errOutOfMemory;
-  void* fresh = std::malloc(size ? size : 1);
+  Holder* record = findOrAdd(holder);
+  void* fresh = record ? newBlock(*record, size) : nullptr;
   if (!fresh) return errOutOfMemory;
-  size_t kept = oldSize < size ? oldSize : size;
+  // Always a new block, so that code which keeps using the old one shows it.
+  const size_t kept = previous && previous->size < size ? previous->size : previous ? size : 0;
   if (kept) std::memcpy(fresh, old, kept);
   if (size > kept) std::memset(static_cast<char*>(fresh) + kept, kFreshBlockFill, size - kept);
-  if (old) {
-    Block previous = blocks_[old];
-    blocks_.erase(old);
-    HolderStats& from = holders_[previous.holder];
-    --from.liveBlocks;
-    from.liveBytes -= previous.size;
-    ++from.frees;
-    std::free(old);
-  }
-  blocks_[fresh] = Block{holder, size};
-  HolderStats& stats = holders_[holder];
-  ++stats.liveBlocks;
-  stats.liveBytes += size;
-  ++stats.allocations;
+  if (previous) freeBlock(previous);
   *block = fresh;
   return errOk;
 }
 
 int32_t HostHeap::release(void** holder, void* block) {
   if (!block) return errOk;
-  std::lock_guard lock(mutex_);
-  auto found = blocks_.find(block);
-  if (found == blocks_.end()) {
+  Header* header = liveHeader(block);
+  const void* owner = header ? header->holder->address.load(std::memory_order_relaxed) : nullptr;
+  if (!header || !freeBlock(header)) {
     // Not ours (or freed twice): freeing it would corrupt the process heap.
-    violations_.push_back({block, holder, nullptr, "free of a block the heap does not hold"});
+    recordViolation({block, holder, nullptr, "free of a block the heap does not hold"});
     return errInvalidArgument;
   }
-  Block freed = found->second;
-  if (freed.holder != holder) {
-    violations_.push_back({block, holder, freed.holder, "block freed through another holder"});
+  if (owner != holder) {
+    recordViolation({block, holder, owner, "block freed through another holder"});
   }
-  blocks_.erase(found);
-  HolderStats& stats = holders_[freed.holder];
-  --stats.liveBlocks;
-  stats.liveBytes -= freed.size;
-  ++stats.frees;
-  std::free(block);
   return errOk;
 }
 

@@ -2,8 +2,13 @@
 // this process against trove's host.
 #include <gtest/gtest.h>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstring>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "services/host_services.h"
 #include "trove/abi.h"
@@ -258,6 +263,82 @@ TEST(HostServices, HeapObjectReclaimsWhatItStillHolds) {
   }
   EXPECT_EQ(heap.totalLiveBlocks(), before);
   EXPECT_EQ(heap.liveBlocks(holder), 0u);
+}
+
+// Blocks freed from the head, the middle and the tail of the holder's list
+// of live blocks leave the rest reclaimable, and the holder starts afresh.
+TEST(HostServices, ReclaimAfterPartialFreesFreesTheRest) {
+  HostHeap& heap = HostHeap::instance();
+  const size_t before = heap.totalLiveBlocks();
+  HeapObject object;
+  void* blocks[5] = {};
+  for (uint32_t i = 0; i < 5; ++i)
+    ASSERT_EQ(trove::hostAlloc(object.get(), &blocks[i], 8 + i), errOk);
+  for (int i : {0, 2, 4}) trove::hostFree(object.get(), blocks[i]);
+  EXPECT_EQ(object.liveBytes(), 9u + 11u);
+  EXPECT_EQ(heap.reclaim(object.holder()), 2u);
+  EXPECT_EQ(heap.totalLiveBlocks(), before);
+  EXPECT_EQ(heap.blockSize(blocks[1]), 0u) << "a reclaimed block is no block";
+  void* again = nullptr;
+  ASSERT_EQ(trove::hostAlloc(object.get(), &again, 4), errOk);
+  EXPECT_EQ(heap.stats(object.holder()).allocations, 1u);
+  EXPECT_EQ(object.liveBlocks(), 1u);
+}
+
+// Threads allocating, reallocating and freeing at once, two to a holder:
+// every holder's counts come out exact.
+TEST(HostServices, ConcurrentHoldersKeepExactCounts) {
+  constexpr int kRounds = 10000;
+  HostHeap& heap = HostHeap::instance();
+  HeapObject holders[2];
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&holders, t] {
+      void* object = holders[t % 2].get();
+      std::vector<void*> kept;
+      for (int i = 0; i < kRounds; ++i) {
+        void* block = nullptr;
+        if (trove::hostAlloc(object, &block, 16) < 0) return;
+        if (i % 2) {
+          trove::hostFree(object, block);
+        } else {
+          void* grown = nullptr;
+          if (trove::hostRealloc(object, &grown, block, 32) < 0) return;
+          kept.push_back(grown);
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (HeapObject& holder : holders) {
+    const auto stats = heap.stats(holder.holder());
+    EXPECT_EQ(stats.liveBlocks, size_t{kRounds});  // two threads, half of each round kept
+    EXPECT_EQ(stats.liveBytes, size_t{kRounds} * 32);
+    EXPECT_EQ(stats.allocations,
+              size_t{kRounds} * 3);  // a thread: every round, realloc every other
+    EXPECT_EQ(stats.frees, size_t{kRounds} * 2);
+  }
+}
+
+// A foreign pointer at the start of a page, after a page that cannot be
+// read, is refused without looking in front of it.
+TEST(HostServices, ForeignPointerAtAPageStartIsRefused) {
+  const size_t page = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+  void* area =
+      ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(area, MAP_FAILED);
+  ASSERT_EQ(::mprotect(area, page, PROT_NONE), 0);
+  void* foreign = static_cast<char*>(area) + page;
+  HostHeap& heap = HostHeap::instance();
+  const size_t violations = heap.violationCount();
+  HeapObject object;
+  EXPECT_EQ(heap.blockSize(foreign), 0u);
+  EXPECT_EQ(heap.release(object.holder(), foreign), errInvalidArgument);
+  void* moved = nullptr;
+  EXPECT_EQ(heap.reallocate(object.holder(), &moved, foreign, 8), errInvalidArgument);
+  EXPECT_EQ(heap.violationCount(), violations + 2);
+  heap.clearViolations();
+  ::munmap(area, 2 * page);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "trove/client/key.h"
 
+#include <cstring>
+#include <utility>
 #include <vector>
 
 #include "store_state.h"
@@ -11,10 +13,38 @@ namespace trove {
 using client_detail::StoreState;
 
 namespace {
-// The module takes names and paths as NUL-terminated text.
-std::string terminated(std::string_view text) {
-  return std::string(text);
+
+// The module takes names and paths as NUL-terminated text; most fit on the
+// stack, so a call costs no allocation for them.
+class Terminated {
+ public:
+  explicit Terminated(std::string_view text) {
+    if (text.size() < sizeof local_) {
+      std::memcpy(local_, text.data(), text.size());
+      local_[text.size()] = '\0';
+      data_ = local_;
+    } else {
+      long_.assign(text);
+      data_ = long_.c_str();
+    }
+  }
+  Terminated(const Terminated&) = delete;
+  Terminated& operator=(const Terminated&) = delete;
+  const char* c_str() const { return data_; }
+
+ private:
+  char local_[128];
+  std::string long_;
+  const char* data_;
+};
+
+// As check(), but the context is put into words only when the call failed.
+template <typename Describe>
+int32_t checkOr(int32_t code, Describe&& describe) {
+  if (code < 0) throw Error(code, describe());
+  return code;
 }
+
 }  // namespace
 
 StoreState& Key::state(const char* operation) const {
@@ -33,14 +63,14 @@ std::string Key::describe(std::string_view what) const {
 std::string Key::name() const {
   StoreState& s = state("name");
   uint32_t required = 0;
-  check(s.call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &required, handle_,
-                                static_cast<char*>(nullptr), 0u, 0u),
-        describe("key name"));
+  checkOr(s.call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &required, handle_,
+                                  static_cast<char*>(nullptr), 0u, 0u),
+          [&] { return describe("key name"); });
   std::string text(required, '\0');
   if (required) {
-    check(s.call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &required, handle_, text.data(),
-                                  static_cast<uint32_t>(text.size()), 0u),
-          describe("key name"));
+    checkOr(s.call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &required, handle_, text.data(),
+                                    static_cast<uint32_t>(text.size()), 0u),
+            [&] { return describe("key name"); });
     text.resize(required - 1);
   }
   return text;
@@ -49,14 +79,14 @@ std::string Key::name() const {
 std::string Key::path() const {
   StoreState& s = state("key path");
   uint32_t length = 0;
-  check(s.call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &length, handle_,
-                                static_cast<char*>(nullptr), 0u, 1u),
-        describe("key path"));
+  checkOr(s.call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &length, handle_,
+                                  static_cast<char*>(nullptr), 0u, 1u),
+          [&] { return describe("key path"); });
   // The full name's size query counts no NUL: add room for it.
   std::string text(length + 1, '\0');
-  check(s.call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &length, handle_, text.data(),
-                                static_cast<uint32_t>(text.size()), 1u),
-        describe("key path"));
+  checkOr(s.call<TroveGetKeyName>(TROVE_SLOT_GET_KEY_NAME, &length, handle_, text.data(),
+                                  static_cast<uint32_t>(text.size()), 1u),
+          [&] { return describe("key path"); });
   text.resize(length);
   return text;
 }
@@ -64,26 +94,26 @@ std::string Key::path() const {
 std::optional<Key> Key::find(std::string_view path) const {
   StoreState& s = state("open key");
   TroveKey found = TROVE_INVALID_KEY;
-  const std::string text = terminated(path);
+  const Terminated text(path);
   int32_t result = s.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &found, handle_, text.c_str(), 0u);
   if (result == errEntryNotFound) return std::nullopt;
-  check(result, describe("open key " + text));
+  checkOr(result, [&] { return describe("open key " + std::string(path)); });
   return Key(state_, found, generation_);
 }
 
 Key Key::open(std::string_view path) const {
   std::optional<Key> found = find(path);
   if (!found) throw Error(errEntryNotFound, describe("open key " + std::string(path)));
-  return *found;
+  return std::move(*found);
 }
 
 Key Key::create(std::string_view path) const {
   StoreState& s = state("create key");
   TroveKey found = TROVE_INVALID_KEY;
-  const std::string text = terminated(path);
+  const Terminated text(path);
   const int32_t result =
-      check(s.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &found, handle_, text.c_str(), 1u),
-            describe("create key " + text));
+      checkOr(s.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &found, handle_, text.c_str(), 1u),
+              [&] { return describe("create key " + std::string(path)); });
   if (result == errKeyCreated) {
     s.markChanged();
     if (s.journaling()) s.journal.createKey(s.journalPath(this->path(), path));
@@ -93,24 +123,25 @@ Key Key::create(std::string_view path) const {
 
 void Key::removeKey(std::string_view path) const {
   StoreState& s = state("delete key");
-  const std::string text = terminated(path);
-  check(s.call<TroveDeleteKey>(TROVE_SLOT_DELETE_KEY, handle_, text.c_str()),
-        describe("delete key " + text));
+  const Terminated text(path);
+  checkOr(s.call<TroveDeleteKey>(TROVE_SLOT_DELETE_KEY, handle_, text.c_str()),
+          [&] { return describe("delete key " + std::string(path)); });
   s.markChanged();
   if (s.journaling()) s.journal.deleteKey(s.journalPath(this->path(), path));
 }
 
 uint32_t Key::subkeyCount() const {
   uint32_t count = 0;
-  check(state("count keys").call<TroveGetKeyCount>(TROVE_SLOT_GET_KEY_COUNT, &count, handle_),
-        describe("count keys"));
+  checkOr(state("count keys").call<TroveGetKeyCount>(TROVE_SLOT_GET_KEY_COUNT, &count, handle_),
+          [&] { return describe("count keys"); });
   return count;
 }
 
 uint32_t Key::valueCount() const {
   uint32_t count = 0;
-  check(state("count values").call<TroveGetValueCount>(TROVE_SLOT_GET_VALUE_COUNT, &count, handle_),
-        describe("count values"));
+  checkOr(
+      state("count values").call<TroveGetValueCount>(TROVE_SLOT_GET_VALUE_COUNT, &count, handle_),
+      [&] { return describe("count values"); });
   return count;
 }
 
@@ -124,8 +155,9 @@ ValueRange Key::values() const {
 Key SubkeyRange::iterator::operator*() const {
   StoreState& s = parent_->state("open key by index");
   TroveKey found = TROVE_INVALID_KEY;
-  check(s.call<TroveOpenKeyByIndex>(TROVE_SLOT_OPEN_KEY_BY_INDEX, &found, parent_->handle_, index_),
-        parent_->describe("open key by index"));
+  checkOr(
+      s.call<TroveOpenKeyByIndex>(TROVE_SLOT_OPEN_KEY_BY_INDEX, &found, parent_->handle_, index_),
+      [&] { return parent_->describe("open key by index"); });
   return Key(parent_->state_, found, parent_->generation_);
 }
 
@@ -133,54 +165,54 @@ ValueInfo ValueRange::iterator::operator*() const {
   StoreState& s = key_->state("value by index");
   ValueInfo info;
   uint32_t required = 0;
-  const std::string where = key_->describe("value name by index");
-  check(s.call<TroveGetValueNameByIndex>(TROVE_SLOT_GET_VALUE_NAME_BY_INDEX, &required,
-                                         key_->handle(), index_, static_cast<char*>(nullptr), 0u),
-        where);
+  const auto where = [this] { return key_->describe("value name by index"); };
+  checkOr(s.call<TroveGetValueNameByIndex>(TROVE_SLOT_GET_VALUE_NAME_BY_INDEX, &required,
+                                           key_->handle(), index_, static_cast<char*>(nullptr), 0u),
+          where);
   if (required) {
     info.name.assign(required, '\0');
-    check(s.call<TroveGetValueNameByIndex>(TROVE_SLOT_GET_VALUE_NAME_BY_INDEX, &required,
-                                           key_->handle(), index_, info.name.data(), required),
-          where);
+    checkOr(s.call<TroveGetValueNameByIndex>(TROVE_SLOT_GET_VALUE_NAME_BY_INDEX, &required,
+                                             key_->handle(), index_, info.name.data(), required),
+            where);
     info.name.resize(required - 1);
   }
   uint32_t type = 0;
-  check(s.call<TroveGetValueByIndex>(TROVE_SLOT_GET_VALUE_BY_INDEX, &required, key_->handle(),
-                                     index_, &type, static_cast<void*>(nullptr), 0u),
-        key_->describe("value type by index"));
+  checkOr(s.call<TroveGetValueByIndex>(TROVE_SLOT_GET_VALUE_BY_INDEX, &required, key_->handle(),
+                                       index_, &type, static_cast<void*>(nullptr), 0u),
+          [&] { return key_->describe("value type by index"); });
   info.type = type;
   return info;
 }
 
 bool Key::has(std::string_view name) const {
   StoreState& s = state("find value");
-  const std::string text = terminated(name);
+  const Terminated text(name);
   uint32_t type = 0, required = 0;
   int32_t result = s.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, &required, handle_, text.c_str(),
                                          &type, static_cast<void*>(nullptr), 0u);
   if (result == errEntryNotFound) return false;
-  check(result, describe("find value " + text));
+  checkOr(result, [&] { return describe("find value " + std::string(name)); });
   return true;
 }
 
 TroveTypeId Key::type(std::string_view name) const {
   StoreState& s = state("value type");
-  const std::string text = terminated(name);
+  const Terminated text(name);
   uint32_t type = 0, required = 0;
-  check(s.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, &required, handle_, text.c_str(), &type,
-                              static_cast<void*>(nullptr), 0u),
-        describe("value type " + text));
+  checkOr(s.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, &required, handle_, text.c_str(), &type,
+                                static_cast<void*>(nullptr), 0u),
+          [&] { return describe("value type " + std::string(name)); });
   return type;
 }
 
 void Key::readRaw(std::string_view name, TroveTypeId type, void* buffer, uint32_t size,
                   uint32_t* required) const {
   StoreState& s = state("get value");
-  const std::string text = terminated(name);
+  const Terminated text(name);
   uint32_t wanted = type, needed = 0;
-  check(s.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, required ? required : &needed, handle_,
-                              text.c_str(), &wanted, buffer, size),
-        describe("get value " + text));
+  checkOr(s.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, required ? required : &needed, handle_,
+                                text.c_str(), &wanted, buffer, size),
+          [&] { return describe("get value " + std::string(name)); });
 }
 
 void Key::read(std::string_view name, TroveTypeId type, std::string& out) const {
@@ -219,12 +251,13 @@ void Key::read(std::string_view name, TroveTypeId type, bool& out) const {
 
 void Key::writeRaw(std::string_view name, TroveTypeId type, const void* data, uint32_t size) const {
   StoreState& s = state("set value");
-  const std::string text = terminated(name);
-  const int32_t result = check(
+  const Terminated text(name);
+  const int32_t result = checkOr(
       s.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, handle_, text.c_str(), type, data, size, 1u),
-      describe("set value " + text));
+      [&] { return describe("set value " + std::string(name)); });
   if (result != errUnchanged) s.markChanged();
-  if (s.journaling()) s.journal.setValue(s.journalPath(path()), text, type, data, size);
+  if (s.journaling())
+    s.journal.setValue(s.journalPath(path()), std::string(name), type, data, size);
 }
 
 void Key::write(std::string_view name, TroveTypeId type, const std::string& value) const {
@@ -298,18 +331,18 @@ std::string Key::text(std::string_view name) const {
 
 void Key::remove(std::string_view name) const {
   StoreState& s = state("delete value");
-  const std::string text = terminated(name);
-  check(s.call<TroveDeleteValue>(TROVE_SLOT_DELETE_VALUE, handle_, text.c_str()),
-        describe("delete value " + text));
+  const Terminated text(name);
+  checkOr(s.call<TroveDeleteValue>(TROVE_SLOT_DELETE_VALUE, handle_, text.c_str()),
+          [&] { return describe("delete value " + std::string(name)); });
   s.markChanged();
-  if (s.journaling()) s.journal.deleteValue(s.journalPath(path()), text);
+  if (s.journaling()) s.journal.deleteValue(s.journalPath(path()), std::string(name));
 }
 
 void Key::copyTo(const Key& destination) const {
   StoreState& s = state("copy key");
   StoreState& d = destination.state("copy key");
-  check(s.call<TroveCopyKey>(TROVE_SLOT_COPY_KEY, handle_, d.object.get(), destination.handle_),
-        describe("copy key") + " to " + d.label());
+  checkOr(s.call<TroveCopyKey>(TROVE_SLOT_COPY_KEY, handle_, d.object.get(), destination.handle_),
+          [&] { return describe("copy key") + " to " + d.label(); });
   d.markChanged();
   if (d.journaling()) {
     // What was copied, as it is now, to be copied again over another

@@ -4,11 +4,11 @@
 // through a holder other than the one it came from.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace trove::host {
@@ -36,17 +36,28 @@ struct HolderStats {
   size_t frees = 0;
 };
 
+// Every block carries a 32-byte header in front of it (its holder's record,
+// its size, a canary, links in its holder's list of live blocks), so that
+// giving a block back needs no look-up. Each holder has a record of its own,
+// found without a global lock, whose mutex guards only its list; counts are
+// atomics. The global mutexes serve only rare events: a holder seen for the
+// first time, a violation, fault injection.
 class HostHeap {
  public:
   // One heap per process: a block may travel between hosts' objects only
   // through its own holder, whichever host made it.
   static HostHeap& instance();
 
+  // All zero for a holder that has no blocks and never had, or was reclaimed.
   HolderStats stats(const void* holder) const;
   size_t liveBlocks(const void* holder) const { return stats(holder).liveBlocks; }
   size_t liveBytes(const void* holder) const { return stats(holder).liveBytes; }
-  size_t totalLiveBlocks() const;
-  size_t blockSize(const void* block) const;  // 0 for an unknown block
+  size_t totalLiveBlocks() const;  // sums over every holder record
+  // Read from the block's header in constant time. Anything that is not a
+  // live block gives 0 (null): a pointer into a live object of the process,
+  // or a block of this heap freed since. Only a pointer into memory that is
+  // not mapped (a large freed block whose pages malloc gave back) faults.
+  size_t blockSize(const void* block) const;
   const void* holderOfBlock(const void* block) const;
 
   std::vector<HeapViolation> violations() const;
@@ -60,6 +71,7 @@ class HostHeap {
   void stopFailing();
 
   // Frees every block still held by `holder` and returns how many there were.
+  // The holder's counts start again from zero.
   size_t reclaim(const void* holder);
 
   // The services themselves, as the table calls them.
@@ -67,19 +79,27 @@ class HostHeap {
   int32_t reallocate(void** holder, void** block, void* old, uint32_t size);
   int32_t release(void** holder, void* block);
 
+  // Defined with the heap's code.
+  struct Holder;
+  struct BlockHeader;
+
  private:
   HostHeap() = default;
-  bool allocationAllowed(const void* holder);  // called with the mutex held
+  Holder* find(const void* holder) const;
+  Holder* findOrAdd(const void* holder);
+  static BlockHeader* liveHeader(const void* block);
+  static void* newBlock(Holder& holder, uint32_t size);
+  bool freeBlock(BlockHeader* header);
+  bool allocationAllowed(const void* holder);
+  void recordViolation(HeapViolation violation);
 
-  struct Block {
-    const void* holder;
-    size_t size;
-  };
-  mutable std::mutex mutex_;
-  std::unordered_map<const void*, Block> blocks_;
-  std::unordered_map<const void*, HolderStats> holders_;
+  static constexpr size_t kBuckets = 256;
+  std::atomic<Holder*> buckets_[kBuckets] = {};
+  std::mutex addMutex_;
+  mutable std::mutex violationsMutex_;
   std::vector<HeapViolation> violations_;
-  bool failing_ = false;
+  std::atomic<bool> failing_ = false;
+  std::mutex failingMutex_;
   size_t successesLeft_ = 0;
   const void* failingHolder_ = nullptr;
 };
