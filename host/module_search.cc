@@ -63,7 +63,7 @@ ModuleSearch findModule() {
   const Holder holder = holderOfThisCode();
   std::vector<fs::path> candidates;
   if (!holder.file.empty()) {
-    const fs::path dir = holder.file.parent_path();
+    const fs::path dir = holder.file.parent_path().lexically_normal();
     candidates.push_back(dir / kModuleFileName);
     candidates.push_back(dir / TROVE_MODULE_SUBDIR / kModuleFileName);
     if (holder.isProgram) {
