@@ -21,9 +21,9 @@ static_assert(std::ranges::forward_range<trove::SubkeyRange>);
 static_assert(std::ranges::view<trove::ValueRange>);
 
 fs::path scratchDir() {
-  fs::path dir = fs::temp_directory_path() /
-                 ("trove-idioms-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  fs::path dir =
+      fs::temp_directory_path() / ("trove-idioms-" + std::to_string(::getpid()) + "-" +
+                                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
   fs::remove_all(dir);
   fs::create_directories(dir);
   return dir;
@@ -55,8 +55,8 @@ TEST(ClientIdioms, ReplaceChangesTheStoredType) {
   const std::vector<Case> cases = {
       {"dword", [](const trove::Key& k) { k.replace("dword", "text"); }, TROVE_TSTRING, "text",
        false},
-      {"string", [](const trove::Key& k) { k.replace<uint32_t>("string", 9); }, TROVE_TDWORD,
-       "9", false},
+      {"string", [](const trove::Key& k) { k.replace<uint32_t>("string", 9); }, TROVE_TDWORD, "9",
+       false},
       {"dword", [](const trove::Key& k) { k.replace<uint32_t>("dword", 6); }, TROVE_TDWORD, "6",
        true},
       {"new", [](const trove::Key& k) { k.replace("new", true); }, TROVE_TBOOL, "1", false},

@@ -16,7 +16,8 @@ std::mutex handlerMutex;
 CloseErrorHandler currentHandler;  // empty: the default
 
 void writeToStandardError(const char* message) noexcept {
-  std::fprintf(stderr, "trove: changes lost, the store could not be saved when it was destroyed: %s\n",
+  std::fprintf(stderr,
+               "trove: changes lost, the store could not be saved when it was destroyed: %s\n",
                message);
 }
 

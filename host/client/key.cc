@@ -145,8 +145,8 @@ ValueInfo ValueRange::at(const Key& key, uint32_t index) {
     info.name.resize(required - 1);
   }
   uint32_t type = 0;
-  check(s.call<TroveGetValueByIndex>(TROVE_SLOT_GET_VALUE_BY_INDEX, &required, key.handle(),
-                                     index, &type, static_cast<void*>(nullptr), 0u),
+  check(s.call<TroveGetValueByIndex>(TROVE_SLOT_GET_VALUE_BY_INDEX, &required, key.handle(), index,
+                                     &type, static_cast<void*>(nullptr), 0u),
         key.describe("value type by index"));
   info.type = type;
   return info;

@@ -23,7 +23,8 @@ host::Host& createLocked(const std::string& path) {
   host::Module module = path.empty() ? host->loadModule() : host->loadModule(path);
   if (!module.ok()) {
     const host::Status& status = module.status();
-    throw Error(status.code(), status.context().empty() ? "load the trove module" : status.context());
+    throw Error(status.code(),
+                status.context().empty() ? "load the trove module" : status.context());
   }
   loadedPath = module.path();
   instance = host.release();
@@ -46,8 +47,8 @@ void loadModule(const std::string& path) {
   std::lock_guard lock(client_detail::loadMutex);
   if (client_detail::instance.load()) {
     if (client_detail::loadedPath == path) return;
-    throw Error(errAlreadyDone, "load the trove module " + path + ": " +
-                                    client_detail::loadedPath + " is loaded already");
+    throw Error(errAlreadyDone, "load the trove module " + path + ": " + client_detail::loadedPath +
+                                    " is loaded already");
   }
   client_detail::createLocked(path);
 }
