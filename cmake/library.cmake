@@ -39,6 +39,9 @@ target_include_directories(trove_library
 target_compile_features(trove_library PUBLIC cxx_std_20)
 target_compile_definitions(trove_library PRIVATE ${TROVE_MODULE_SEARCH_DEFINES})
 target_link_libraries(trove_library PRIVATE ${CMAKE_DL_LIBS})
+if(TROVE_SHARED)
+  target_link_options(trove_library PRIVATE -Wl,--no-undefined)
+endif()
 # Before 1.0 every minor version may change the binary interface, so the
 # SONAME carries major and minor: libtrove.so.0.2.
 set_target_properties(trove_library PROPERTIES
