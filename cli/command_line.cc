@@ -1,5 +1,7 @@
 #include "command_line.h"
 
+#include "trove/version.h"
+
 namespace trove::cli {
 
 namespace {
@@ -31,6 +33,7 @@ void defineCommandLine(CLI::App& app, Invocation& in) {
   app.footer(kFooter);
   app.require_subcommand(1);
   app.fallthrough();  // global options may also follow the command
+  app.set_version_flag("--version", "trove " TROVE_VERSION_STRING, "Print the version and exit");
 
   app.add_option("--store", in.global.store, "The store file")
       ->type_name("FILE")

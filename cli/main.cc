@@ -34,6 +34,8 @@ int main(int argc, char** argv) {
     return app.exit(help);
   } catch (const CLI::CallForAllHelp& help) {
     return app.exit(help);
+  } catch (const CLI::CallForVersion& version) {
+    return app.exit(version);
   } catch (const CLI::ParseError& error) {
     std::cerr << "trove: " << error.what() << " (see 'trove --help')\n";
     return kExitUsage;
@@ -43,9 +45,15 @@ int main(int argc, char** argv) {
   global.settings.lockWait =
       std::chrono::milliseconds(static_cast<int64_t>(invocation.waitSeconds * 1000 + 0.5));
 
+  try {
+    installTrace(invocation.traceLevel);  // loads the module
+  } catch (const trove::Error& error) {
+    // Before any store: the message names every place the module was looked for.
+    std::cerr << "trove: " << error.what() << '\n';
+    return kExitStoreError;
+  }
   Output output;
   try {
-    attribute(global.store, "load the trove module", [&] { installTrace(invocation.traceLevel); });
     invocation.command(output);
   } catch (const Failure& failure) {
     std::cerr << "trove: " << failure.what() << '\n';

@@ -97,14 +97,6 @@ bool fileExists(const std::string& path) {
 
 }  // namespace
 
-std::string defaultModulePath() {
-#ifdef TROVE_DEFAULT_MODULE_PATH
-  return TROVE_DEFAULT_MODULE_PATH;
-#else
-  return "libtrove_registry.so";
-#endif
-}
-
 int32_t hostTrace(void* object, uint32_t level, const char* format, va_list args) {
   if (!directory::anySinkKeeps(level)) return errOk;
   std::shared_ptr<TraceSink> sink = directory::sinkFor(object);
@@ -157,6 +149,12 @@ Module Host::openModule(const std::string& path) {
   return module;
 }
 
+Module Host::openModule() {
+  ModuleSearch search = findModule();
+  if (search.found.empty()) return Module(Status(errSysModuleNotFound, search.notFoundMessage()));
+  return openModule(search.found);
+}
+
 Status Host::registerModule(const Module& module) {
   if (!module.entry_) {
     return Status(errInvalidArgument, "cannot register module " + module.path_ + ": not loaded");
@@ -184,6 +182,12 @@ Module Host::loadModule(const std::string& path) {
   Status registered = registerModule(module);
   if (!registered.ok()) module.status_ = registered;
   return module;
+}
+
+Module Host::loadModule() {
+  ModuleSearch search = findModule();
+  if (search.found.empty()) return Module(Status(errSysModuleNotFound, search.notFoundMessage()));
+  return loadModule(search.found);
 }
 
 RootCounters Host::counters() const {

@@ -2,6 +2,8 @@
 // scratch directory, its output, exit status and the files it leaves.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <set>
 #include <sstream>
 #include <string>
@@ -9,6 +11,7 @@
 
 #include "run_program.h"
 #include "store_files.h"
+#include "trove/version.h"
 
 namespace {
 
@@ -17,6 +20,7 @@ using store_test::readFile;
 using store_test::runProgram;
 using store_test::ScratchDirectory;
 using store_test::writeFile;
+namespace fs = std::filesystem;
 
 bool programAvailable(const std::string& program) {
   ScratchDirectory scratch;
@@ -459,6 +463,39 @@ TEST_F(CliTest, BackupModeAndTraceReachTheModule) {
   EXPECT_NE(traced.err.find("Getting value"), std::string::npos) << traced.err;
   const Outcome errorsOnly = trove({"--store", "data.xml", "--trace", "300", "get", "a", "b"});
   EXPECT_EQ(errorsOnly.err, "");
+}
+
+// A libtrove with no module beside it: the tool says where it looked.
+TEST_F(CliTest, VersionAndAMissingModule) {
+  const Outcome version = trove({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out, "trove " TROVE_VERSION_STRING "\n");
+
+  const fs::path lib = dir_.path() / "lib";
+  fs::create_directory(lib);
+  for (const auto& entry : fs::directory_iterator(fs::path(TROVE_MODULE_PATH).parent_path())) {
+    if (entry.path().filename().string().rfind("libtrove.so", 0) == 0) {
+      fs::copy(entry.path(), lib / entry.path().filename(), fs::copy_options::copy_symlinks);
+    }
+  }
+  if (!fs::exists(lib / "libtrove.so")) GTEST_SKIP() << "the tool links a static libtrove";
+  const char* savedModulePath = std::getenv("TROVE_MODULE_PATH");
+  const std::string restore = savedModulePath ? savedModulePath : "";
+  ::unsetenv("TROVE_MODULE_PATH");
+  ::setenv("LD_LIBRARY_PATH", lib.c_str(), 1);
+  const Outcome missing = trove({"tree"});
+  ::unsetenv("LD_LIBRARY_PATH");
+  if (savedModulePath) ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1);
+
+  EXPECT_EQ(missing.status, 3);
+  EXPECT_EQ(lineCount(missing.err), 1u) << missing.err;
+  for (const std::string& part : {std::string("trove: cannot find the trove module"),
+                                  (lib / "libtrove_registry.so").string(),
+                                  (lib / "trove" / "libtrove_registry.so").string(),
+                                  std::string("TROVE_MODULE_PATH is not set")}) {
+    EXPECT_NE(missing.err.find(part), std::string::npos) << missing.err;
+  }
+  EXPECT_EQ(entries(), (std::set<std::string>{"lib"}));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <link.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -344,13 +345,54 @@ TEST(HostModules, FilesThatAreNoModulesGiveClearErrors) {
   EXPECT_FALSE(host.registerModule(module));
 }
 
-TEST(HostModules, DefaultPathIsTheBuiltModule) {
-  EXPECT_EQ(trove::host::defaultModulePath(), std::string(TROVE_MODULE_PATH));
-  Host host;
-  Module module = host.loadModule();
-  ASSERT_TRUE(module) << module.status();
-  EXPECT_NE(host.findInterface(TROVE_IID_REGISTRY), nullptr);
-  EXPECT_EQ(module.path(), TROVE_MODULE_PATH);
+// This program holds the host itself, so without TROVE_MODULE_PATH nothing
+// beside it is the module: the search names every place it looked at.
+TEST(HostModules, SearchLooksBesideTheProgramThenThroughTheVariable) {
+  const char* saved = std::getenv("TROVE_MODULE_PATH");
+  const std::string restore = saved ? saved : "";
+  const std::string moduleDir = std::filesystem::path(TROVE_MODULE_PATH).parent_path().string();
+  const std::string programDir = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+  struct Case {
+    const char* variable;  // null: unset
+    std::string loaded;    // empty: not found
+    std::vector<std::string> named;
+  };
+  const std::vector<Case> cases = {
+      {nullptr, "", {programDir + "/libtrove_registry.so", "TROVE_MODULE_PATH is not set"}},
+      {TROVE_MODULE_PATH, TROVE_MODULE_PATH, {}},
+      {"/no/such/dir:", "", {"/no/such/dir"}},
+  };
+  for (const Case& c : cases) {
+    if (c.variable) {
+      ::setenv("TROVE_MODULE_PATH", c.variable, 1);
+    } else {
+      ::unsetenv("TROVE_MODULE_PATH");
+    }
+    Host host;
+    Module module = host.loadModule();
+    EXPECT_EQ(module.ok(), !c.loaded.empty()) << module.status();
+    if (module) {
+      EXPECT_EQ(module.path(), c.loaded);
+      EXPECT_NE(host.findInterface(TROVE_IID_REGISTRY), nullptr);
+    } else {
+      EXPECT_EQ(module.status(), errSysModuleNotFound);
+      EXPECT_NE(module.status().message().find("cannot find the trove module"), std::string::npos);
+    }
+    for (const std::string& text : c.named) {
+      EXPECT_NE(module.status().message().find(text), std::string::npos) << module.status();
+    }
+  }
+  // A directory on the variable stands for the module file in it.
+  ::setenv("TROVE_MODULE_PATH", ("/no/such/dir:" + moduleDir).c_str(), 1);
+  trove::host::ModuleSearch search = trove::host::findModule();
+  EXPECT_EQ(search.found, moduleDir + "/libtrove_registry.so");
+  EXPECT_EQ(search.tried.back(), search.found);
+  EXPECT_EQ(search.tried.front(), programDir + "/libtrove_registry.so");
+  if (saved) {
+    ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1);
+  } else {
+    ::unsetenv("TROVE_MODULE_PATH");
+  }
 }
 
 TEST(HostModules, ModuleStaysLoadedWhileItsObjectsLive) {

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ python3 libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev libxml2-utils locales
+          libcli11-dev nlohmann-json3-dev libxml2-utils locales pkgconf
           libpugixml-dev libtinyxml2-dev)
 
 missing=()

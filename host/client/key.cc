@@ -152,34 +152,33 @@ ValueRange Key::values() const {
   return ValueRange(*this);
 }
 
-Key SubkeyRange::iterator::operator*() const {
-  StoreState& s = parent_->state("open key by index");
+Key SubkeyRange::at(const Key& parent, uint32_t index) {
+  StoreState& s = parent.state("open key by index");
   TroveKey found = TROVE_INVALID_KEY;
-  checkOr(
-      s.call<TroveOpenKeyByIndex>(TROVE_SLOT_OPEN_KEY_BY_INDEX, &found, parent_->handle_, index_),
-      [&] { return parent_->describe("open key by index"); });
-  return Key(parent_->state_, found, parent_->generation_);
+  checkOr(s.call<TroveOpenKeyByIndex>(TROVE_SLOT_OPEN_KEY_BY_INDEX, &found, parent.handle_, index),
+          [&] { return parent.describe("open key by index"); });
+  return Key(parent.state_, found, parent.generation_);
 }
 
-ValueInfo ValueRange::iterator::operator*() const {
-  StoreState& s = key_->state("value by index");
+ValueInfo ValueRange::at(const Key& key, uint32_t index) {
+  StoreState& s = key.state("value by index");
   ValueInfo info;
   uint32_t required = 0;
-  const auto where = [this] { return key_->describe("value name by index"); };
+  const auto where = [&] { return key.describe("value name by index"); };
   checkOr(s.call<TroveGetValueNameByIndex>(TROVE_SLOT_GET_VALUE_NAME_BY_INDEX, &required,
-                                           key_->handle(), index_, static_cast<char*>(nullptr), 0u),
+                                           key.handle(), index, static_cast<char*>(nullptr), 0u),
           where);
   if (required) {
     info.name.assign(required, '\0');
     checkOr(s.call<TroveGetValueNameByIndex>(TROVE_SLOT_GET_VALUE_NAME_BY_INDEX, &required,
-                                             key_->handle(), index_, info.name.data(), required),
+                                             key.handle(), index, info.name.data(), required),
             where);
     info.name.resize(required - 1);
   }
   uint32_t type = 0;
-  checkOr(s.call<TroveGetValueByIndex>(TROVE_SLOT_GET_VALUE_BY_INDEX, &required, key_->handle(),
-                                       index_, &type, static_cast<void*>(nullptr), 0u),
-          [&] { return key_->describe("value type by index"); });
+  checkOr(s.call<TroveGetValueByIndex>(TROVE_SLOT_GET_VALUE_BY_INDEX, &required, key.handle(),
+                                       index, &type, static_cast<void*>(nullptr), 0u),
+          [&] { return key.describe("value type by index"); });
   info.type = type;
   return info;
 }
@@ -313,14 +312,38 @@ Bytes binaryFromText(TroveTypeId type, std::string_view text) {
 }  // namespace
 
 void Key::setText(std::string_view name, TroveTypeId type, std::string_view text) const {
+  writeText(name, type, text, false);
+}
+
+void Key::replaceText(std::string_view name, TroveTypeId type, std::string_view text) const {
+  writeText(name, type, text, true);
+}
+
+void Key::writeText(std::string_view name, TroveTypeId type, std::string_view text,
+                    bool replacing) const {
   if (type == TROVE_TWSTRING) {
     // Wide text is carried as UTF-16 bytes, not parsed from hexadecimal.
-    write(name, type, client_detail::utf16FromUtf8(text));
+    const std::u16string wide = client_detail::utf16FromUtf8(text);
+    if (replacing) removeUnless(name, type);
+    write(name, type, wide);
     return;
   }
+  // Parsed before anything is deleted, so refused text leaves the value as it was.
   const Bytes bytes = binaryFromText(type, text);
+  if (replacing) removeUnless(name, type);
   static const uint8_t none = 0;
   writeRaw(name, type, bytes.empty() ? &none : bytes.data(), static_cast<uint32_t>(bytes.size()));
+}
+
+void Key::removeUnless(std::string_view name, TroveTypeId type) const {
+  StoreState& s = state("replace value");
+  const Terminated text(name);
+  uint32_t stored = 0, required = 0;
+  int32_t result = s.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, &required, handle_, text.c_str(),
+                                         &stored, static_cast<void*>(nullptr), 0u);
+  if (result == errEntryNotFound) return;
+  checkOr(result, [&] { return describe("replace value " + std::string(name)); });
+  if (stored != type) remove(name);
 }
 
 std::string Key::text(std::string_view name) const {

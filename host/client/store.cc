@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "close_error_report.h"
 #include "kept_attributes.h"
 #include "store_recovery.h"
 #include "store_state.h"
@@ -17,17 +18,6 @@ int32_t ReplacingMemoryIo::write(uint32_t* countWritten, uint64_t offset, const 
                                  uint32_t size) {
   if (offset == 0) setContents({});
   return MemoryStoreIo::write(countWritten, offset, buffer, size);
-}
-
-host::Host& sharedHost() {
-  // Lives as long as the process, so the module stays loaded for every store.
-  static host::Host* instance = [] {
-    auto* created = new host::Host();
-    host::Module module = created->loadModule();
-    if (!module.ok()) throw Error(module.status().code(), module.status().message());
-    return created;
-  }();
-  return *instance;
 }
 
 void StoreState::loadObject() {
@@ -219,7 +209,8 @@ Store& Store::operator=(Store&& other) noexcept {
     try {
       close();
     } catch (...) {
-      // As in the destructor: nothing to report to, the old file is intact.
+      // As in the destructor: the old file is intact, the changes are lost.
+      client_detail::reportCloseError(std::current_exception());
     }
     state_ = std::move(other.state_);
   }
@@ -230,7 +221,9 @@ Store::~Store() {
   try {
     close();
   } catch (...) {
-    // A destructor cannot report; the previous store file is intact.
+    // A destructor cannot throw: the handler hears of it. The previous store
+    // file is intact, the changes are lost.
+    client_detail::reportCloseError(std::current_exception());
   }
 }
 
@@ -258,7 +251,8 @@ bool Store::isOpen() const {
 }
 
 const std::string& Store::path() const {
-  return state_->path;
+  static const std::string none;  // a moved-from store
+  return state_ ? state_->path : none;
 }
 
 std::string Store::contents() const {
@@ -266,6 +260,7 @@ std::string Store::contents() const {
 }
 
 host::Object& Store::object() const {
+  if (!state_) throw Error(errWrongState, "the store was moved away");
   state_->markChanged();  // calls through it are not seen here
   state_->handedOut.store(true);
   return state_->object;

@@ -4,7 +4,7 @@
 //
 //   trove::host::Host host;
 //   auto& trace = host.captureTrace();
-//   auto module = host.loadModule();           // the module built with trove
+//   auto module = host.loadModule();           // the trove module, found as module_search.h says
 //   auto object = host.createObject(TROVE_IID_REGISTRY);
 //   object.setName(u"store.xml");
 //   object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 1);
@@ -27,6 +27,7 @@
 #include "trove/host/heap.h"
 #include "trove/host/interface.h"
 #include "trove/host/module.h"
+#include "trove/host/module_search.h"
 #include "trove/host/object.h"
 #include "trove/host/root.h"
 #include "trove/host/status.h"
@@ -34,6 +35,7 @@
 #include "trove/host/string_object.h"
 #include "trove/host/trace.h"
 #include "trove/result_codes.h"
+#include "trove/version.h"
 
 namespace trove::host {
 
@@ -51,9 +53,14 @@ class Host {
   Host& operator=(const Host&) = delete;
 
   // Opens a module file and finds its entry point, without registering.
-  Module openModule(const std::string& path = defaultModulePath());
+  // Without a path, the trove module is looked for as findModule() says; a
+  // search that finds nothing fails with errSysModuleNotFound and a message
+  // naming every place looked at.
+  Module openModule(const std::string& path);
+  Module openModule();
   // Opens a module file and calls its entry point with reason 100.
-  Module loadModule(const std::string& path = defaultModulePath());
+  Module loadModule(const std::string& path);
+  Module loadModule();
   // Calls the entry point with reason 100, this host's root object and a
   // result cell. The status carries the cell's code; a FALSE return with a
   // successful cell still fails (errUnexpected).

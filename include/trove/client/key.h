@@ -71,6 +71,16 @@ class Key {
     if (!has(name)) return fallback;
     return get<T>(name);
   }
+  std::string get(std::string_view name, const char* fallback) const {
+    return get<std::string>(name, fallback);
+  }
+  // The value in type T, or nullopt when it does not exist; a value that
+  // exists but cannot be read in T still throws.
+  template <typename T>
+  std::optional<T> getOptional(std::string_view name) const {
+    if (!has(name)) return std::nullopt;
+    return get<T>(name);
+  }
   // Writes a value, creating it in type T when it does not exist; an
   // existing value keeps its stored type and receives the converted value.
   template <typename T>
@@ -80,6 +90,17 @@ class Key {
   void set(std::string_view name, const char* text) const { set(name, std::string(text)); }
   // Writes a value given in the text form of `type` ("0x1F", "true", "00FF").
   void setText(std::string_view name, TroveTypeId type, std::string_view text) const;
+  // As set and setText, but the value ends up in type T (or `type`) even when
+  // it exists in another type. A value of another type is deleted and made
+  // anew, so it moves to the end of the key's values; text the type refuses
+  // changes nothing.
+  template <typename T>
+  void replace(std::string_view name, const T& value) const {
+    removeUnless(name, ValueType<T>::id);
+    set(name, value);
+  }
+  void replace(std::string_view name, const char* text) const { replace(name, std::string(text)); }
+  void replaceText(std::string_view name, TroveTypeId type, std::string_view text) const;
   // The value's text form in its stored type (what the store file holds).
   std::string text(std::string_view name) const;
 
@@ -108,6 +129,10 @@ class Key {
     readRaw(name, type, &out, sizeof(T), nullptr);
   }
   void writeRaw(std::string_view name, TroveTypeId type, const void* data, uint32_t size) const;
+  // Deletes the value when it exists in a type other than `type`.
+  void removeUnless(std::string_view name, TroveTypeId type) const;
+  void writeText(std::string_view name, TroveTypeId type, std::string_view text,
+                 bool replacing) const;
   void write(std::string_view name, TroveTypeId type, const std::string& value) const;
   void write(std::string_view name, TroveTypeId type, const std::u16string& value) const;
   void write(std::string_view name, TroveTypeId type, const Bytes& value) const;
@@ -122,64 +147,6 @@ class Key {
   uint64_t generation_ = 0;
 };
 
-// The subkeys of a key, in list order.
-class SubkeyRange {
- public:
-  class iterator {
-   public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = Key;
-    using difference_type = std::ptrdiff_t;
-    iterator(const Key* parent, uint32_t index) : parent_(parent), index_(index) {}
-    Key operator*() const;
-    iterator& operator++() {
-      ++index_;
-      return *this;
-    }
-    bool operator==(const iterator& other) const { return index_ == other.index_; }
-
-   private:
-    const Key* parent_;
-    uint32_t index_;
-  };
-  explicit SubkeyRange(Key parent) : parent_(std::move(parent)), count_(parent_.subkeyCount()) {}
-  iterator begin() const { return {&parent_, 0}; }
-  iterator end() const { return {&parent_, count_}; }
-  uint32_t size() const { return count_; }
-
- private:
-  Key parent_;
-  uint32_t count_;
-};
-
-// The values of a key, in list order, with their stored types.
-class ValueRange {
- public:
-  class iterator {
-   public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = ValueInfo;
-    using difference_type = std::ptrdiff_t;
-    iterator(const Key* key, uint32_t index) : key_(key), index_(index) {}
-    ValueInfo operator*() const;
-    iterator& operator++() {
-      ++index_;
-      return *this;
-    }
-    bool operator==(const iterator& other) const { return index_ == other.index_; }
-
-   private:
-    const Key* key_;
-    uint32_t index_;
-  };
-  explicit ValueRange(Key key) : key_(std::move(key)), count_(key_.valueCount()) {}
-  iterator begin() const { return {&key_, 0}; }
-  iterator end() const { return {&key_, count_}; }
-  uint32_t size() const { return count_; }
-
- private:
-  Key key_;
-  uint32_t count_;
-};
-
 }  // namespace trove
+
+#include "trove/client/key_ranges.h"

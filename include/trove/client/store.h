@@ -63,9 +63,13 @@ class Store {
   // Opens a store held in memory; contents() gives the bytes after a save.
   static Store openMemory(std::string_view contents, const StoreOptions& options = {});
 
+  // A moved-from store is closed: its calls throw errWrongState. Assigning
+  // over an open store closes it first, as its destructor would.
   Store(Store&&) noexcept;
   Store& operator=(Store&&) noexcept;
-  ~Store();  // closes the store (see close())
+  // Closes the store (see close()). A save that fails here cannot throw; it
+  // goes to the close-error handler (close_errors.h), by default standard error.
+  ~Store();
 
   // The root key, and keys by path from it.
   Key root() const;

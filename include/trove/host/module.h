@@ -39,7 +39,4 @@ class Module {
   std::string path_;
 };
 
-// The module built with this project (the path the build put it at).
-std::string defaultModulePath();
-
 }  // namespace trove::host
