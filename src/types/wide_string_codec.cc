@@ -3,6 +3,7 @@
 #include <cstring>
 #include <limits>
 
+#include "base/utf8.h"
 #include "types/copy_out.h"
 #include "types/number_text.h"
 #include "types/owned_block.h"
@@ -81,20 +82,9 @@ int32_t WideStringCodec::ToText(char* buffer, uint32_t size, uint32_t* required)
   int32_t result = errOk;
   if (!beginValueCopyOut(static_cast<uint32_t>(count), buffer, size, required, &result))
     return result;
-  unsigned char* out = reinterpret_cast<unsigned char*>(buffer);
-  for (uint32_t i = 0; i < units; ++i) {
-    const char16_t unit = text[i];
-    if (unit < 0x80) {
-      *out++ = static_cast<unsigned char>(unit);
-    } else if (unit < 0x800) {
-      *out++ = static_cast<unsigned char>(0xC0 | (unit >> 6));
-      *out++ = static_cast<unsigned char>(0x80 | (unit & 0x3F));
-    } else {
-      *out++ = static_cast<unsigned char>(0xE0 | (unit >> 12));
-      *out++ = static_cast<unsigned char>(0x80 | ((unit >> 6) & 0x3F));
-      *out++ = static_cast<unsigned char>(0x80 | (unit & 0x3F));
-    }
-  }
+  // Unit by unit: a surrogate is written as the 3 bytes of its own value.
+  char* out = static_cast<char*>(buffer);
+  for (uint32_t i = 0; i < units; ++i) out += encodeUtf8(text[i], out);
   // An empty text still gets its NUL when there is room for one.
   if (units != 0 || size >= 1) *out = 0;
   return errOk;

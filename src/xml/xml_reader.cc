@@ -7,6 +7,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "base/utf8.h"
 #include "trove/result_codes.h"
 
 namespace trove {
@@ -76,18 +77,11 @@ const char* findLiteral(const char* from, const char* end, std::string_view lite
 }
 
 void appendUtf8(uint32_t value, std::string& out) {
-  if (value < 0x80) {
-    out.push_back(static_cast<char>(value));
-  } else if (value < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (value >> 6)));
-    out.push_back(static_cast<char>(0x80 | (value & 0x3F)));
-  } else if (value < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (value >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((value >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (value & 0x3F)));
-  }
   // Values beyond the 16-bit range have no encoding here: the reference
   // simply disappears.
+  if (value >= 0x10000) return;
+  char bytes[4];
+  out.append(bytes, encodeUtf8(value, bytes));
 }
 
 int digitValue(char c, uint32_t base) {
