@@ -172,14 +172,7 @@ int32_t GetKeyCount(void* obj, uint32_t* count, uint64_t key) {
 }
 
 int32_t DeleteKey(void* obj, uint64_t key, const char* path) {
-  auto work = [&](PropertiesMap* map) -> int32_t {
-    if (map->readOnly != 0) {
-      return errReadOnly;
-    }
-    XmlNode* node = resolveHandle(map, key);
-    if (node == nullptr) {
-      return errInvalidKey;
-    }
+  auto work = [&](PropertiesMap* map, XmlNode* node) -> int32_t {
     // A path that designates the key itself names no list to take it out
     // of; refusing it also keeps the root key alive.
     if (path == nullptr) {
@@ -193,38 +186,23 @@ int32_t DeleteKey(void* obj, uint64_t key, const char* path) {
     if (target == node || holder == nullptr) {
       return errInvalidArgument;
     }
-    int32_t result = node->removePath(path);
-    if (result >= 0) {
-      map->markChanged();
-    }
-    return result;
+    return changedOn(map, node->removePath(path));
   };
   auto report = [&](int32_t result) {
     trace(obj, kCall, "trove\t%s %s: %terr", "PropertiesMap::DeleteKey", printable(path), result);
   };
-  return runMethod(obj, LockGuard::Exclusive, work, report);
+  return runWriteOnKey(obj, key, work, report);
 }
 
 int32_t DeleteKeyByInd(void* obj, uint64_t key, uint32_t index) {
-  auto work = [&](PropertiesMap* map) -> int32_t {
-    if (map->readOnly != 0) {
-      return errReadOnly;
-    }
-    XmlNode* node = resolveHandle(map, key);
-    if (node == nullptr) {
-      return errInvalidKey;
-    }
-    int32_t result = node->removeChildAt(index);
-    if (result >= 0) {
-      map->markChanged();
-    }
-    return result;
+  auto work = [&](PropertiesMap* map, XmlNode* node) -> int32_t {
+    return changedOn(map, node->removeChildAt(index));
   };
   auto report = [&](int32_t result) {
     trace(obj, kCall, "trove\t%s %d : %terr", "PropertiesMap::DeleteKeyByInd",
           static_cast<int32_t>(index), result);
   };
-  return runMethod(obj, LockGuard::Exclusive, work, report);
+  return runWriteOnKey(obj, key, work, report);
 }
 
 // The root key moves without the lock: callers must not move it while other

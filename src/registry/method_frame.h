@@ -58,4 +58,26 @@ int32_t runMethod(void* object, LockGuard::Mode mode, Work&& work, Report&& repo
   return result;
 }
 
+// The frame of the methods that change a key: under the exclusive lock a
+// read-only object is refused, then the handle is resolved (`resolved`, when
+// given, tells whether it was), and `work` runs on the key.
+template <class Work, class Report>
+int32_t runWriteOnKey(void* object, uint64_t key, Work&& work, Report&& report,
+                      bool* resolved = nullptr) noexcept {
+  auto frame = [&](PropertiesMap* map) -> int32_t {
+    if (map->readOnly != 0) return errReadOnly;
+    XmlNode* node = resolveHandle(map, key);
+    if (resolved != nullptr) *resolved = node != nullptr;
+    if (node == nullptr) return errInvalidKey;
+    return work(map, node);
+  };
+  return runMethod(object, LockGuard::Exclusive, frame, report);
+}
+
+// A tree change's result, marking the store changed when it succeeded.
+inline int32_t changedOn(PropertiesMap* map, int32_t result) {
+  if (result >= 0) map->markChanged();
+  return result;
+}
+
 }  // namespace trove

@@ -78,15 +78,7 @@ int32_t GetValueNameByIndex(void* obj, uint32_t* required, uint64_t key, uint32_
 int32_t SetValue(void* obj, uint64_t key, const char* name, uint32_t type, const void* buffer,
                  uint32_t size, uint32_t create) {
   bool resolved = true;
-  auto work = [&](PropertiesMap* map) -> int32_t {
-    if (map->readOnly != 0) {
-      return errReadOnly;
-    }
-    XmlNode* node = resolveHandle(map, key);
-    if (node == nullptr) {
-      resolved = false;
-      return errInvalidKey;
-    }
+  auto work = [&](PropertiesMap* map, XmlNode* node) -> int32_t {
     if (name == nullptr) {
       return errInvalidArgument;
     }
@@ -97,11 +89,7 @@ int32_t SetValue(void* obj, uint64_t key, const char* name, uint32_t type, const
     if (create == 0) {
       return errEntryNotFound;
     }
-    int32_t result = node->addValue(name, type, buffer, size);
-    if (result >= 0) {
-      map->markChanged();
-    }
-    return result;
+    return changedOn(map, node->addValue(name, type, buffer, size));
   };
   auto report = [&](int32_t result) {
     if (resolved) {
@@ -109,19 +97,12 @@ int32_t SetValue(void* obj, uint64_t key, const char* name, uint32_t type, const
             low32(buffer), static_cast<int32_t>(size), result);
     }
   };
-  return runMethod(obj, LockGuard::Exclusive, work, report);
+  return runWriteOnKey(obj, key, work, report, &resolved);
 }
 
 int32_t SetValueByIndex(void* obj, uint64_t key, uint32_t index, uint32_t type, const void* buffer,
                         uint32_t size, uint32_t create) {
-  auto work = [&](PropertiesMap* map) -> int32_t {
-    if (map->readOnly != 0) {
-      return errReadOnly;
-    }
-    XmlNode* node = resolveHandle(map, key);
-    if (node == nullptr) {
-      return errInvalidKey;
-    }
+  auto work = [&](PropertiesMap* map, XmlNode* node) -> int32_t {
     ValueCodec* codec = node->valueAt(index);
     if (codec != nullptr) {
       return writeValue(map, codec, type, buffer, size);
@@ -129,17 +110,13 @@ int32_t SetValueByIndex(void* obj, uint64_t key, uint32_t index, uint32_t type, 
     if (create == 0) {
       return errEntryNotFound;
     }
-    int32_t result = node->addValueAt(index, type, buffer, size);
-    if (result >= 0) {
-      map->markChanged();
-    }
-    return result;
+    return changedOn(map, node->addValueAt(index, type, buffer, size));
   };
   auto report = [&](int32_t result) {
     trace(obj, kCall, "trove\t%s %d (0x%x:%d): %terr", "PropertiesMap::SetValueByIndex",
           static_cast<int32_t>(index), low32(buffer), static_cast<int32_t>(size), result);
   };
-  return runMethod(obj, LockGuard::Exclusive, work, report);
+  return runWriteOnKey(obj, key, work, report);
 }
 
 int32_t GetValueCount(void* obj, uint32_t* count, uint64_t key) {
@@ -157,49 +134,27 @@ int32_t GetValueCount(void* obj, uint32_t* count, uint64_t key) {
 }
 
 int32_t DeleteValue(void* obj, uint64_t key, const char* name) {
-  auto work = [&](PropertiesMap* map) -> int32_t {
-    if (map->readOnly != 0) {
-      return errReadOnly;
-    }
-    XmlNode* node = resolveHandle(map, key);
-    if (node == nullptr) {
-      return errInvalidKey;
-    }
+  auto work = [&](PropertiesMap* map, XmlNode* node) -> int32_t {
     if (name == nullptr) {
       return errInvalidArgument;
     }
-    int32_t result = node->removeValue(name);
-    if (result >= 0) {
-      map->markChanged();
-    }
-    return result;
+    return changedOn(map, node->removeValue(name));
   };
   auto report = [&](int32_t result) {
     trace(obj, kCall, "trove\t%s %s: %terr", "PropertiesMap::DeleteValue", printable(name), result);
   };
-  return runMethod(obj, LockGuard::Exclusive, work, report);
+  return runWriteOnKey(obj, key, work, report);
 }
 
 int32_t DeleteValueByInd(void* obj, uint64_t key, uint32_t index) {
-  auto work = [&](PropertiesMap* map) -> int32_t {
-    if (map->readOnly != 0) {
-      return errReadOnly;
-    }
-    XmlNode* node = resolveHandle(map, key);
-    if (node == nullptr) {
-      return errInvalidKey;
-    }
-    int32_t result = node->removeValueAt(index);
-    if (result >= 0) {
-      map->markChanged();
-    }
-    return result;
+  auto work = [&](PropertiesMap* map, XmlNode* node) -> int32_t {
+    return changedOn(map, node->removeValueAt(index));
   };
   auto report = [&](int32_t result) {
     trace(obj, kCall, "trove\t%s %d: %terr", "PropertiesMap::DeleteValueByInd",
           static_cast<int32_t>(index), result);
   };
-  return runMethod(obj, LockGuard::Exclusive, work, report);
+  return runWriteOnKey(obj, key, work, report);
 }
 
 int32_t Clean(void* obj) {
