@@ -174,4 +174,20 @@ class NameIndex {
   uint32_t used_;
 };
 
+// Keeps a list's index up to date with an element just appended: records it,
+// or builds the index once the list is long enough. An index that cannot
+// grow is dropped, and lookups scan until one can be had again.
+template <class Element>
+void indexAppended(PropertiesMap* owner, const XmlList<Element>& list, NameIndex<Element>*& index,
+                   Element* element) {
+  if (index != nullptr) {
+    if (!index->add(element)) {
+      NameIndex<Element>::destroy(index);
+      index = nullptr;
+    }
+  } else if (list.count >= NameIndex<Element>::kMinimumCount) {
+    index = NameIndex<Element>::build(owner, list);
+  }
+}
+
 }  // namespace trove

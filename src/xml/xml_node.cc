@@ -62,14 +62,7 @@ void XmlNode::destroy(XmlNode* node) {
 void XmlNode::appendChild(XmlNode* child) {
   listAppend(children, child);
   child->parent = this;
-  if (childIndex != nullptr) {
-    if (!childIndex->add(child)) {
-      NameIndex<XmlNode>::destroy(childIndex);
-      childIndex = nullptr;
-    }
-  } else if (children.count >= NameIndex<XmlNode>::kMinimumCount) {
-    childIndex = NameIndex<XmlNode>::build(owner, children);  // null: scan until it can be had
-  }
+  indexAppended(owner, children, childIndex, child);
 }
 
 // A new child named `name` at the end of the list, recorded as live; null when
@@ -140,11 +133,12 @@ XmlNode* XmlNode::firstChildNamed(std::string_view segment, uint32_t hash) const
   return nullptr;
 }
 
-XmlNode* XmlNode::findSegments(std::string_view path) const {
+XmlNode* XmlNode::findSegments(std::string_view path, XmlNode** parentOut) const {
   auto* node = const_cast<XmlNode*>(this);
   PathSegments segments(path);
   std::string_view segment;
   while (segments.next(segment)) {
+    if (parentOut != nullptr) *parentOut = node;
     node = node->firstChildNamed(segment, foldedNameHash(segment.data(), segment.size()));
     if (node == nullptr) return nullptr;
   }
@@ -153,16 +147,7 @@ XmlNode* XmlNode::findSegments(std::string_view path) const {
 
 XmlNode* XmlNode::findPath(const char* path, XmlNode** parentOut) const {
   if (path == nullptr) return nullptr;
-  if (parentOut == nullptr) return findSegments(path);
-  auto* node = const_cast<XmlNode*>(this);
-  PathSegments segments(path);
-  std::string_view segment;
-  while (segments.next(segment)) {
-    *parentOut = node;
-    node = node->firstChildNamed(segment, foldedNameHash(segment.data(), segment.size()));
-    if (node == nullptr) return nullptr;
-  }
-  return node;
+  return findSegments(path, parentOut);
 }
 
 XmlNode* XmlNode::createPath(const char* path, bool forceNew) {
@@ -177,7 +162,7 @@ XmlNode* XmlNode::createPath(const char* path, bool forceNew) {
     XmlNode* reached = nullptr;
     if (!forceNew) {
       reached = segment.find('\\') == std::string_view::npos ? node->firstChildNamed(segment, hash)
-                                                             : node->findSegments(segment);
+                                                             : node->findSegments(segment, nullptr);
     }
     if (reached == nullptr) reached = node->addChild(segment, hash);
     if (reached == nullptr) return nullptr;

@@ -120,7 +120,7 @@ struct XmlNode {
  private:
   XmlValue* firstValueNamed(const char* name) const;
   XmlNode* firstChildNamed(std::string_view segment, uint32_t hash) const;
-  XmlNode* findSegments(std::string_view path) const;
+  XmlNode* findSegments(std::string_view path, XmlNode** parentOut) const;
   XmlNode* addChild(std::string_view name, uint32_t hash);
   void appendChild(XmlNode* child);
   void unlinkChild(XmlNode* child);

@@ -47,14 +47,7 @@ XmlValue* XmlNode::firstValueNamed(const char* name) const {
 
 void XmlNode::appendValue(XmlValue* value) {
   listAppend(values, value);
-  if (valueIndex != nullptr) {
-    if (!valueIndex->add(value)) {
-      NameIndex<XmlValue>::destroy(valueIndex);
-      valueIndex = nullptr;
-    }
-  } else if (values.count >= NameIndex<XmlValue>::kMinimumCount) {
-    valueIndex = NameIndex<XmlValue>::build(owner, values);  // null: scan until it can be had
-  }
+  indexAppended(owner, values, valueIndex, value);
 }
 
 // The record, its name and its codec share one block, which the codec's
