@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "loader.h"
-#include "store_shapes.h"
 
 namespace trove_bench {
 

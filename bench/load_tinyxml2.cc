@@ -4,7 +4,6 @@
 #include <stdexcept>
 
 #include "loader.h"
-#include "store_shapes.h"
 
 namespace trove_bench {
 
