@@ -96,8 +96,14 @@ __attribute__((no_sanitize("address"))) uint32_t canaryOf(const Header* header) 
 
 // Blocks never begin in the first 32 bytes of a page, so reading the header
 // of any pointer stays on that pointer's own page.
+// Takes the address as a number: a block's place is all that is asked, never
+// its bytes.
+bool startsPage(uintptr_t address) {
+  return address % kPageSize < sizeof(Header);
+}
+
 bool startsPage(const void* block) {
-  return reinterpret_cast<uintptr_t>(block) % kPageSize < sizeof(Header);
+  return startsPage(reinterpret_cast<uintptr_t>(block));
 }
 
 void* mallocBase(Header* header) {
@@ -172,7 +178,7 @@ void* HostHeap::newBlock(Holder& holder, uint32_t size) {
   auto* base = static_cast<unsigned char*>(std::malloc(total));
   if (!base) return nullptr;
   uint32_t padded = 0;
-  if (startsPage(base + sizeof(Header))) {
+  if (startsPage(reinterpret_cast<uintptr_t>(base) + sizeof(Header))) {
     // Rare (2 in 256 places): with 32 bytes more, one of the two offsets fits.
     // Grown rather than swapped for another block, which malloc would hand
     // straight back for the next block of this size.
@@ -182,7 +188,7 @@ void* HostHeap::newBlock(Holder& holder, uint32_t size) {
       return nullptr;
     }
     base = grown;
-    padded = startsPage(base + sizeof(Header)) ? kPadded : 0;
+    padded = startsPage(reinterpret_cast<uintptr_t>(base) + sizeof(Header)) ? kPadded : 0;
   }
   auto* header = reinterpret_cast<Header*>(base + (padded ? sizeof(Header) : 0));
   header->holder = &holder;
