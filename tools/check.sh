@@ -2,6 +2,7 @@
 # Builds trove with warnings as errors and runs the whole test suite.
 #   tools/check.sh             regular build in build/
 #   tools/check.sh --sanitize  AddressSanitizer + UndefinedBehaviorSanitizer build in build-asan/
+#   tools/check.sh --tsan      ThreadSanitizer build in build-tsan/
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash tools/install-deps.sh
@@ -13,6 +14,10 @@ if [ "${1:-}" = "--sanitize" ]; then
   flags+=(-DTROVE_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug)
   export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
   export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+elif [ "${1:-}" = "--tsan" ]; then
+  dir=build-tsan
+  flags+=(-DTROVE_TSAN=ON)
+  export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 fi
 
 cmake -S . -B "$dir" -G Ninja "${flags[@]}" >/dev/null

@@ -5,7 +5,8 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ python3 libgtest-dev libgmock-dev libbenchmark-dev
           libcli11-dev nlohmann-json3-dev libxml2-utils locales pkgconf
-          libpugixml-dev libtinyxml2-dev)
+          libpugixml-dev libtinyxml2-dev
+          clang-14 libclang-rt-14-dev)  # clang and libFuzzer for tools/fuzz.sh
 
 missing=()
 for p in "${packages[@]}"; do
