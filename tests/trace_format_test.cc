@@ -49,9 +49,13 @@ TEST(TraceFormat, LengthModifiersFloatsPointersAndStars) {
   EXPECT_EQ(formatTrace("%*d|%.*s|%.*s|", -3, 1, 2, "abc", -1, "abc"), "1  |ab|abc|");
 }
 
-TEST(TraceFormat, WidePrecisionCountsUtf16Units) {
-  const char16_t lowAlone[] = {0xDC00, 0};
-  EXPECT_EQ(formatTrace("%S", lowAlone), "\xEF\xBF\xBD");
+TEST(TraceFormat, WideTextBoundaries) {
+  // A high surrogate pairs only with a low one; a low one alone is unpaired.
+  const char16_t unpaired[] = {0xDC00, 0xD800, 0xE000, 0};
+  EXPECT_EQ(formatTrace("%S", unpaired), "\xEF\xBF\xBD\xEF\xBF\xBD\xEE\x80\x80");
+  // The edges of the two- and four-byte forms.
+  EXPECT_EQ(formatTrace("%S", u"\u0080\U00010000\U0010FFFF"),
+            "\xC2\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
   // The precision counts UTF-16 units: a pair it cuts in two is unpaired.
   EXPECT_EQ(formatTrace("%.1S|%.2S|%.3S", u"\U0001F600x", u"\U0001F600x", u"\U0001F600x"),
             "\xEF\xBF\xBD|\xF0\x9F\x98\x80|\xF0\x9F\x98\x80x");
