@@ -47,11 +47,11 @@ typedef uint64_t TroveKey;     // 0: the current root key
 typedef uint32_t TroveTypeId;  // 1..63, see the TROVE_T* constants
 
 // Key handles. A TroveKey is the identity of a key in the object's tree:
-// opening a key costs nothing, and there is no handle table. Every call
-// checks a handle by searching the current root key's subtree, so a handle
-// designates its key only while the key exists and lies at or below the
-// root key; the handle of a deleted key, of a key outside the root key and a
-// made-up value designate nothing and are never followed. A
+// opening a key costs nothing, and closing one releases nothing. Every call
+// checks a handle against the keys of the tree, so a handle designates its
+// key only while the key exists and lies at or below the current root key;
+// the handle of a deleted key, of a key outside the root key and a made-up
+// value designate nothing and are never followed. A
 // key made later may reuse a deleted key's identity. Handle 0 is the current
 // root key. TROVE_INVALID_KEY is what a failed open stores and designates
 // nothing.
