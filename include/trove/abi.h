@@ -78,6 +78,7 @@ typedef struct TroveHostObject {
   unsigned char data[];
 } TroveHostObject;
 
+// Bytes before the data area; field offsets of properties count from there.
 #define TROVE_HOST_HEADER_SIZE 24
 
 // ---- The module file ------------------------------------------------------
