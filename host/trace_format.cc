@@ -1,25 +1,51 @@
 // The host's trace formatter: printf with LP64 sizes, UTF-16 text through %S
-// and result codes through %terr.
+// and result codes through %terr. The format is read piece by piece
+// (trace_directive.h); this file prints each piece from its arguments.
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string>
+#include <string_view>
 
+#include "trace_directive.h"
 #include "trove/result_messages.h"
 #include "trove/host/trace.h"
 
 namespace trove::host {
 namespace {
 
+// A directive's printf spec once its '*' arguments are taken.
 struct Spec {
   std::string flags;
-  int width = -1;      // -1: none
-  int precision = -1;  // -1: none
-  std::string length;  // "", "hh", "h", "l", "ll", "z", "j", "t", "L"
+  int width = kTraceNumberAbsent;
+  int precision = kTraceNumberAbsent;
+  std::string_view length;
   bool leftAlign() const { return flags.find('-') != std::string::npos; }
 };
+
+// Takes the width and precision arguments a directive asks for, in that
+// order. A negative width argument left-aligns, a negative precision is none.
+Spec resolveSpec(const TracePiece& piece, va_list& args) {
+  Spec spec;
+  spec.flags = piece.flags;
+  spec.width = piece.width;
+  if (spec.width == kTraceNumberFromArgument) {
+    int width = va_arg(args, int);
+    if (width < 0) {
+      spec.flags += '-';
+      width = -width;
+    }
+    spec.width = width;
+  }
+  spec.precision = piece.precision;
+  if (spec.precision == kTraceNumberFromArgument) {
+    int precision = va_arg(args, int);
+    spec.precision = precision < 0 ? kTraceNumberAbsent : precision;
+  }
+  spec.length = piece.length;
+  return spec;
+}
 
 // Builds the printf spec for snprintf from the parsed parts.
 std::string printfSpec(const Spec& spec, char conversion) {
@@ -29,6 +55,12 @@ std::string printfSpec(const Spec& spec, char conversion) {
   out += spec.length;
   out += conversion;
   return out;
+}
+
+// The spec for a conversion whose argument has one size only.
+std::string printfSpecWithoutLength(Spec spec, char conversion) {
+  spec.length = {};
+  return printfSpec(spec, conversion);
 }
 
 template <typename T>
@@ -114,6 +146,51 @@ void appendUnsigned(std::string& out, const Spec& spec, char conversion, va_list
   }
 }
 
+void appendFloating(std::string& out, const Spec& spec, char conversion, va_list& args) {
+  if (spec.length == "L") {
+    appendPrintf(out, printfSpec(spec, conversion), va_arg(args, long double));
+  } else {
+    appendPrintf(out, printfSpecWithoutLength(spec, conversion), va_arg(args, double));
+  }
+}
+
+// Prints one piece, taking from `args` exactly the arguments it consumes.
+void appendPiece(std::string& out, const TracePiece& piece, va_list& args) {
+  const Spec spec = resolveSpec(piece, args);
+  switch (piece.conversion) {
+    case TraceConversion::Text:
+    case TraceConversion::Verbatim:
+      out += piece.text;
+      break;
+    case TraceConversion::Signed:
+      appendSigned(out, spec, piece.letter, args);
+      break;
+    case TraceConversion::Unsigned:
+      appendUnsigned(out, spec, piece.letter, args);
+      break;
+    case TraceConversion::Character:
+      appendPrintf(out, printfSpecWithoutLength(spec, 'c'), va_arg(args, int));
+      break;
+    case TraceConversion::Pointer:
+      appendPrintf(out, printfSpecWithoutLength(spec, 'p'), va_arg(args, void*));
+      break;
+    case TraceConversion::Narrow: {
+      const char* text = va_arg(args, const char*);
+      appendPrintf(out, printfSpecWithoutLength(spec, 's'), text ? text : "(null)");
+      break;
+    }
+    case TraceConversion::Wide:
+      appendPadded(out, utf16ForDisplay(va_arg(args, const char16_t*), spec.precision), spec);
+      break;
+    case TraceConversion::Floating:
+      appendFloating(out, spec, piece.letter, args);
+      break;
+    case TraceConversion::Result:
+      appendPadded(out, formatResult(static_cast<int32_t>(va_arg(args, int))), spec);
+      break;
+  }
+}
+
 }  // namespace
 
 std::string resultMessage(int32_t code) {
@@ -131,121 +208,10 @@ std::string formatTraceV(const char* format, va_list incoming) {
   if (!format) return out;
   va_list args;
   va_copy(args, incoming);
-  const char* p = format;
-  while (*p) {
-    if (*p != '%') {
-      const char* next = std::strchr(p, '%');
-      size_t run = next ? static_cast<size_t>(next - p) : std::strlen(p);
-      out.append(p, run);
-      p += run;
-      continue;
-    }
-    const char* start = p++;
-    if (*p == '%') {
-      out += '%';
-      ++p;
-      continue;
-    }
-    Spec spec;
-    while (*p && std::strchr("-+ #0", *p)) spec.flags += *p++;
-    if (*p == '*') {
-      int w = va_arg(args, int);
-      if (w < 0) {
-        spec.flags += '-';
-        w = -w;
-      }
-      spec.width = w;
-      ++p;
-    } else {
-      while (*p >= '0' && *p <= '9')
-        spec.width = (spec.width < 0 ? 0 : spec.width * 10) + (*p++ - '0');
-    }
-    if (*p == '.') {
-      ++p;
-      spec.precision = 0;
-      if (*p == '*') {
-        int precision = va_arg(args, int);
-        spec.precision = precision < 0 ? -1 : precision;
-        ++p;
-      } else {
-        while (*p >= '0' && *p <= '9') spec.precision = spec.precision * 10 + (*p++ - '0');
-      }
-    }
-    if (std::strncmp(p, "terr", 4) == 0) {
-      appendPadded(out, formatResult(static_cast<int32_t>(va_arg(args, int))), spec);
-      p += 4;
-      continue;
-    }
-    if ((p[0] == 'h' && p[1] == 'h') || (p[0] == 'l' && p[1] == 'l')) {
-      spec.length.assign(p, 2);
-      p += 2;
-    } else if (*p && std::strchr("hlzjtL", *p)) {
-      spec.length = *p++;
-    }
-    char conversion = *p;
-    switch (conversion) {
-      case 'd':
-      case 'i':
-        appendSigned(out, spec, conversion, args);
-        break;
-      case 'u':
-      case 'x':
-      case 'X':
-      case 'o':
-        appendUnsigned(out, spec, conversion, args);
-        break;
-      case 'c': {
-        Spec plain = spec;
-        plain.length.clear();
-        appendPrintf(out, printfSpec(plain, 'c'), va_arg(args, int));
-        break;
-      }
-      case 'p': {
-        Spec plain = spec;
-        plain.length.clear();
-        appendPrintf(out, printfSpec(plain, 'p'), va_arg(args, void*));
-        break;
-      }
-      case 's': {
-        const char* text = va_arg(args, const char*);
-        Spec plain = spec;
-        plain.length.clear();
-        appendPrintf(out, printfSpec(plain, 's'), text ? text : "(null)");
-        break;
-      }
-      case 'S': {
-        const char16_t* text = va_arg(args, const char16_t*);
-        appendPadded(out, utf16ForDisplay(text, spec.precision), spec);
-        break;
-      }
-      case 'e':
-      case 'E':
-      case 'f':
-      case 'F':
-      case 'g':
-      case 'G':
-      case 'a':
-      case 'A': {
-        Spec plain = spec;
-        if (plain.length != "L") plain.length.clear();
-        if (spec.length == "L") {
-          appendPrintf(out, printfSpec(plain, conversion), va_arg(args, long double));
-        } else {
-          appendPrintf(out, printfSpec(plain, conversion), va_arg(args, double));
-        }
-        break;
-      }
-      default:
-        // Unknown or cut off: copy it as it stands, consume nothing.
-        if (conversion == 0) {
-          out.append(start);
-          va_end(args);
-          return out;
-        }
-        out.append(start, static_cast<size_t>(p - start) + 1);
-        break;
-    }
-    ++p;
+  TracePiece piece;
+  for (const char* at = format; *at != '\0';) {
+    at = parseTracePiece(at, &piece);
+    appendPiece(out, piece, args);
   }
   va_end(args);
   return out;

@@ -36,6 +36,31 @@ TEST(TraceFormat, FlagsWidthsAndPrecisions) {
   EXPECT_EQ(formatTrace("%td", static_cast<std::ptrdiff_t>(-3)), "-3");
 }
 
+TEST(TraceFormat, LengthModifiersFloatsPointersAndStars) {
+  // hh and h narrow the promoted int; ll, j and z take 64 bits. The trailing
+  // %d shows every argument was consumed at its own size.
+  EXPECT_EQ(
+      formatTrace("%hhd|%hhu|%hx|%lld|%llu|%jd|%zu|%d", 0x1FF, 0x1FF, 0x12345, int64_t{-9000000000},
+                  uint64_t{18446744073709551615u}, int64_t{-7}, size_t{9}, 42),
+      "-1|255|2345|-9000000000|18446744073709551615|-7|9|42");
+  EXPECT_EQ(formatTrace("%.2f|%Lg|%p|%d", 1.5, 2.5L, reinterpret_cast<void*>(0x10), 7),
+            "1.50|2.5|0x10|7");
+  // A negative '*' width left-aligns; a negative '*' precision is none.
+  EXPECT_EQ(formatTrace("%*d|%.*s|%.*s|", -3, 1, 2, "abc", -1, "abc"), "1  |ab|abc|");
+}
+
+TEST(TraceFormat, WideTextBoundaries) {
+  // A high surrogate pairs only with a low one; a low one alone is unpaired.
+  const char16_t unpaired[] = {0xDC00, 0xD800, 0xE000, 0};
+  EXPECT_EQ(formatTrace("%S", unpaired), "\xEF\xBF\xBD\xEF\xBF\xBD\xEE\x80\x80");
+  // The edges of the two- and four-byte forms.
+  EXPECT_EQ(formatTrace("%S", u"\u0080\U00010000\U0010FFFF"),
+            "\xC2\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
+  // The precision counts UTF-16 units: a pair it cuts in two is unpaired.
+  EXPECT_EQ(formatTrace("%.1S|%.2S|%.3S", u"\U0001F600x", u"\U0001F600x", u"\U0001F600x"),
+            "\xEF\xBF\xBD|\xF0\x9F\x98\x80|\xF0\x9F\x98\x80x");
+}
+
 TEST(TraceFormat, NarrowAndWideText) {
   EXPECT_EQ(formatTrace("[%s]", "trove"), "[trove]");
   EXPECT_EQ(formatTrace("[%s]", static_cast<const char*>(nullptr)), "[(null)]");
