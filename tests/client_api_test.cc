@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <limits>
 #include <sstream>
 
@@ -151,6 +152,60 @@ TEST_F(ClientApiTest, DeleteCopyAndSetText) {
   EXPECT_THROW(settings.remove("Width"), trove::Error);
   source.root().removeKey("Settings");
   EXPECT_FALSE(source.root().find("Settings").has_value());
+}
+
+TEST_F(ClientApiTest, StrictTextsRefuseWhatTheStoreRulesBend) {
+  auto store = trove::Store::openMemory("");
+  auto key = store.createKey("K");
+  struct Case {
+    TroveTypeId type;
+    const char* text;
+    const char* stored;  // nullptr: refused
+  };
+  for (const Case& c : std::initializer_list<Case>{
+           {TROVE_TDWORD, "4294967295", "4294967295"}, {TROVE_TDWORD, "0x1F", "31"},
+           {TROVE_TDWORD, "12abc", nullptr},           {TROVE_TDWORD, "1F", nullptr},
+           {TROVE_TDWORD, "-1", nullptr},              {TROVE_TDWORD, "4294967296", nullptr},
+           {TROVE_TDWORD, " 7", nullptr},              {TROVE_TDWORD, "10e3", nullptr},
+           {TROVE_TBYTE, "256", nullptr},              {TROVE_TSBYTE, "-128", "-128"},
+           {TROVE_TSBYTE, "-129", nullptr},            {TROVE_TINT, "-0x80000000", "-2147483648"},
+           {TROVE_TLONGLONG, "-9223372036854775808", "-9223372036854775808"},
+           {TROVE_TQWORD, "18446744073709551615", "18446744073709551615"},
+           {TROVE_TDOUBLE, "2.5e3", "2500.000000"},    {TROVE_TDOUBLE, "1,5", nullptr},
+           {TROVE_TBOOL, "true", "1"},                 {TROVE_TBOOL, "yes", nullptr},
+           {TROVE_TCHAR, "xy", nullptr},               {TROVE_TBINARY, "00ff", "00FF"},
+           {TROVE_TBINARY, "0g", nullptr},             {TROVE_TWSTRING, "\xff", nullptr},
+           {TROVE_TWCHAR, "a", nullptr}}) {
+    SCOPED_TRACE(std::string(trove::typeName(c.type)) + " " + c.text);
+    if (key.has("v")) key.remove("v");
+    if (c.stored) {
+      key.setText("v", c.type, c.text, trove::TextRules::strict);
+      EXPECT_EQ(key.text("v"), c.stored);
+    } else {
+      try {
+        key.setText("v", c.type, c.text, trove::TextRules::strict);
+        ADD_FAILURE() << "accepted";
+      } catch (const trove::Error& error) {
+        EXPECT_EQ(error.code(), errInvalidArgument);
+        EXPECT_NE(error.context().find("expected "), std::string::npos) << error.what();
+      }
+      EXPECT_FALSE(key.has("v"));
+    }
+  }
+
+  // Strict reads: the store's rules read "12abc" as hexadecimal, strict ones refuse it.
+  key.set<std::string>("Lenient", "12abc");
+  key.set<std::string>("Exact", "0x10");
+  EXPECT_EQ(key.get<uint32_t>("Lenient"), 0x12ABCu);
+  EXPECT_THROW(key.get<uint32_t>("Lenient", trove::TextRules::strict), trove::Error);
+  EXPECT_EQ(key.get<uint32_t>("Exact", trove::TextRules::strict), 16u);
+  EXPECT_EQ(key.get<int8_t>("Exact", trove::TextRules::strict), 16);
+  EXPECT_THROW(key.get<double>("Lenient", trove::TextRules::strict), trove::Error);
+
+  EXPECT_TRUE(trove::storedTextLoss(TROVE_TDOUBLE, "1e-9").has_value());
+  EXPECT_FALSE(trove::storedTextLoss(TROVE_TDOUBLE, "0.25").has_value());
+  EXPECT_TRUE(trove::storedTextLoss(TROVE_TWSTRING, "\xf0\x9f\x98\x80").has_value());
+  EXPECT_FALSE(trove::storedTextLoss(TROVE_TWSTRING, "\xc3\xa9").has_value());
 }
 
 TEST_F(ClientApiTest, SaveWritesOnceAndInvalidatesOldKeys) {

@@ -311,16 +311,36 @@ Bytes binaryFromText(TroveTypeId type, std::string_view text) {
 
 }  // namespace
 
-void Key::setText(std::string_view name, TroveTypeId type, std::string_view text) const {
-  writeText(name, type, text, false);
+void Key::decode(const Bytes& binary, std::u16string& out) {
+  out.assign(binary.size() / 2, u'\0');
+  if (!out.empty()) std::memcpy(out.data(), binary.data(), out.size() * 2);
 }
 
-void Key::replaceText(std::string_view name, TroveTypeId type, std::string_view text) const {
-  writeText(name, type, text, true);
+void Key::decode(const Bytes& binary, bool& out) {
+  uint32_t word = 0;
+  decode(binary, word);
+  out = word != 0;
 }
 
-void Key::writeText(std::string_view name, TroveTypeId type, std::string_view text,
-                    bool replacing) const {
+void Key::setText(std::string_view name, TroveTypeId type, std::string_view text,
+                  TextRules rules) const {
+  writeText(name, type, text, false, rules);
+}
+
+void Key::replaceText(std::string_view name, TroveTypeId type, std::string_view text,
+                      TextRules rules) const {
+  writeText(name, type, text, true, rules);
+}
+
+void Key::writeText(std::string_view name, TroveTypeId type, std::string_view text, bool replacing,
+                    TextRules rules) const {
+  if (rules == TextRules::strict) {
+    const Bytes bytes = parseStrictText(type, text);  // refused text leaves the value as it was
+    if (replacing) removeUnless(name, type);
+    static const uint8_t none = 0;
+    writeRaw(name, type, bytes.empty() ? &none : bytes.data(), static_cast<uint32_t>(bytes.size()));
+    return;
+  }
   if (type == TROVE_TWSTRING) {
     // Wide text is carried as UTF-16 bytes, not parsed from hexadecimal.
     const std::u16string wide = client_detail::utf16FromUtf8(text);

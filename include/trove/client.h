@@ -19,6 +19,7 @@
 #include "trove/client/store.h"
 #include "trove/client/store_file_error.h"
 #include "trove/client/store_files.h"
+#include "trove/client/strict_text.h"
 #include "trove/client/value_types.h"
 #include "trove/result_codes.h"
 #include "trove/version.h"

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <string_view>
 
 #include "trove/abi.h"
+#include "trove/client/strict_text.h"
 #include "trove/client/value_types.h"
 
 namespace trove {
@@ -81,6 +83,16 @@ class Key {
     if (!has(name)) return std::nullopt;
     return get<T>(name);
   }
+  // As get, but with TextRules::strict a value stored in another type must
+  // have a strict text of T's type ("12abc" is no uint32_t); throws
+  // Error(errInvalidArgument) naming the accepted form otherwise.
+  template <typename T>
+  T get(std::string_view name, TextRules rules) const {
+    if (rules == TextRules::store || type(name) == ValueType<T>::id) return get<T>(name);
+    T value{};
+    decode(parseStrictText(ValueType<T>::id, text(name)), value);
+    return value;
+  }
   // Writes a value, creating it in type T when it does not exist; an
   // existing value keeps its stored type and receives the converted value.
   template <typename T>
@@ -89,7 +101,9 @@ class Key {
   }
   void set(std::string_view name, const char* text) const { set(name, std::string(text)); }
   // Writes a value given in the text form of `type` ("0x1F", "true", "00FF").
-  void setText(std::string_view name, TroveTypeId type, std::string_view text) const;
+  // With TextRules::strict the text must have the strict form (strict_text.h).
+  void setText(std::string_view name, TroveTypeId type, std::string_view text,
+               TextRules rules = TextRules::store) const;
   // As set and setText, but the value ends up in type T (or `type`) even when
   // it exists in another type. A value of another type is deleted and made
   // anew, so it moves to the end of the key's values; text the type refuses
@@ -100,7 +114,8 @@ class Key {
     set(name, value);
   }
   void replace(std::string_view name, const char* text) const { replace(name, std::string(text)); }
-  void replaceText(std::string_view name, TroveTypeId type, std::string_view text) const;
+  void replaceText(std::string_view name, TroveTypeId type, std::string_view text,
+                   TextRules rules = TextRules::store) const;
   // The value's text form in its stored type (what the store file holds).
   std::string text(std::string_view name) const;
 
@@ -128,11 +143,21 @@ class Key {
   void read(std::string_view name, TroveTypeId type, T& out) const {
     readRaw(name, type, &out, sizeof(T), nullptr);
   }
+  static void decode(const Bytes& binary, std::string& out) { out.assign(binary.begin(), binary.end()); }
+  static void decode(const Bytes& binary, std::u16string& out);
+  static void decode(const Bytes& binary, Bytes& out) { out = binary; }
+  static void decode(const Bytes& binary, bool& out);
+  template <typename T>
+  static void decode(const Bytes& binary, T& out) {
+    static_assert(isScalarValue<T>);
+    static_assert(std::is_trivially_copyable_v<T>);
+    std::memcpy(&out, binary.data(), binary.size() < sizeof(T) ? binary.size() : sizeof(T));
+  }
   void writeRaw(std::string_view name, TroveTypeId type, const void* data, uint32_t size) const;
   // Deletes the value when it exists in a type other than `type`.
   void removeUnless(std::string_view name, TroveTypeId type) const;
-  void writeText(std::string_view name, TroveTypeId type, std::string_view text,
-                 bool replacing) const;
+  void writeText(std::string_view name, TroveTypeId type, std::string_view text, bool replacing,
+                 TextRules rules) const;
   void write(std::string_view name, TroveTypeId type, const std::string& value) const;
   void write(std::string_view name, TroveTypeId type, const std::u16string& value) const;
   void write(std::string_view name, TroveTypeId type, const Bytes& value) const;
