@@ -4,36 +4,19 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cstdint>
-#include <functional>
-#include <optional>
+#include <string>
 
 #include "commands.h"
-#include "store_check.h"
 
 namespace trove::cli {
-
-// What a parsed command line asks for.
-struct Invocation {
-  GlobalOptions global;
-  std::optional<uint32_t> traceLevel;    // --trace, when given
-  std::function<void(Output&)> command;  // the selected command, bound to its arguments
-
-  // Filled by the parser; `command` refers to them.
-  unsigned backupMode = 0;
-  double waitSeconds = 10;
-  TreeArgs tree;
-  GetArgs get;
-  SetArgs set;
-  DeleteArgs remove;
-  ExportArgs exporter;
-  ImportArgs importer;
-  CopyArgs copy;
-  CheckArgs check;
-};
 
 // Defines everything on `app`; app.parse() then fills `invocation`, which
 // must outlive `app`.
 void defineCommandLine(CLI::App& app, Invocation& invocation);
+
+// The one-line message for a command line that does not parse, naming an
+// unknown command and listing the commands where that is the fault.
+std::string describeParseError(const CLI::App& app, const CLI::ParseError& error, int argc,
+                               char** argv);
 
 }  // namespace trove::cli

@@ -1,8 +1,14 @@
-// The tool's commands. Each puts what it prints into an Output and throws
-// Failure (naming the file and the operation) when it does not succeed; a
-// command that fails writes nothing to any store file.
+// The tool's commands, one family per file: each family defines its
+// commands on the command line and runs them. A command puts what it prints
+// into an Output and throws Failure (naming the file, the command and the
+// key or value) when it does not succeed; a command that fails writes
+// nothing to any store file.
 #pragma once
 
+#include <CLI/CLI.hpp>
+
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -25,37 +31,22 @@ struct Output {
   std::vector<std::string> warnings;
 };
 
-struct TreeArgs {
-  std::string path;
-};
-struct GetArgs {
-  std::string path, name, asType;
-};
-struct SetArgs {
-  std::string path, name, type, value;
-};
-struct DeleteArgs {
-  std::string path;
-  std::optional<std::string> name;
-};
-struct ExportArgs {
-  std::string path;
-  bool json = false;
-};
-struct ImportArgs {
-  std::string xmlFile, into;
-};
-struct CopyArgs {
-  std::string path, toFile;
-  std::optional<std::string> into;  // the same path as the source when not given
+// What a parsed command line asks for.
+struct Invocation {
+  GlobalOptions global;
+  std::optional<uint32_t> traceLevel;    // --trace, when given
+  unsigned backupMode = 0;
+  double waitSeconds = 10;               // --wait
+  std::string commandName;               // for the progress line
+  std::function<void(Output&)> command;  // the selected command, bound to its arguments
 };
 
-void runTree(const GlobalOptions& global, const TreeArgs& args, Output& output);
-void runGet(const GlobalOptions& global, const GetArgs& args, Output& output);
-void runSet(const GlobalOptions& global, const SetArgs& args, Output& output);
-void runDelete(const GlobalOptions& global, const DeleteArgs& args, Output& output);
-void runExport(const GlobalOptions& global, const ExportArgs& args, Output& output);
-void runImport(const GlobalOptions& global, const ImportArgs& args, Output& output);
-void runCopy(const GlobalOptions& global, const CopyArgs& args, Output& output);
+// Each adds its commands to `app`; `invocation` must outlive `app`.
+void defineReadCommands(CLI::App& app, Invocation& invocation);      // tree ls list get check
+void defineChangeCommands(CLI::App& app, Invocation& invocation);    // set delete mv
+void defineTransferCommands(CLI::App& app, Invocation& invocation);  // export import copy
+void defineSearchCommands(CLI::App& app, Invocation& invocation);    // diff find
+void defineWatchCommand(CLI::App& app, Invocation& invocation);
+void defineEditCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace trove::cli

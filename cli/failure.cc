@@ -3,8 +3,10 @@
 #include <filesystem>
 #include <system_error>
 
+#include "standard_streams.h"
 #include "trove/client/error.h"
 #include "trove/client/store_file_error.h"
+#include "xml_location.h"
 
 namespace trove::cli {
 
@@ -35,12 +37,16 @@ void attribute(const std::string& file, const std::string& operation,
     work();
   } catch (const StoreFileError& error) {
     throw Failure(file, operation, error.code(), error.reason());
+  } catch (const Refusal& refusal) {
+    throw Failure(file, operation, refusal.code(), refusal.what(), refusal.exitCode());
   } catch (const Error& error) {
-    throw Failure(file, operation, error.code());
+    throw Failure(file, operation, error.code(),
+                  error.code() == errXmlFormat ? xmlErrorLocation(readInput(file)) : "");
   }
 }
 
 std::string displayPath(const std::string& file) {
+  if (isStandardStream(file)) return "(standard input)";
   std::error_code ignored;
   const std::filesystem::path absolute = std::filesystem::absolute(file, ignored);
   return ignored ? file : absolute.lexically_normal().string();

@@ -30,8 +30,23 @@ class Failure : public std::runtime_error {
   ExitCode exitCode_;
 };
 
-// Runs `work`, turning a trove::Error it throws into a Failure that names
-// `file` and `operation`. Failures thrown inside pass through unchanged.
+// A refusal raised where the file and the operation are not known: what and
+// why (e.g. "no key \"Window\" in Settings"). attribute() names the rest.
+class Refusal : public std::runtime_error {
+ public:
+  Refusal(int32_t code, const std::string& detail, ExitCode exitCode)
+      : std::runtime_error(detail), code_(code), exitCode_(exitCode) {}
+  int32_t code() const { return code_; }
+  ExitCode exitCode() const { return exitCode_; }
+
+ private:
+  int32_t code_;
+  ExitCode exitCode_;
+};
+
+// Runs `work`, turning a trove::Error or Refusal it throws into a Failure
+// that names `file` and `operation`; a damaged store's failure also says
+// where its XML breaks. Failures thrown inside pass through unchanged.
 void attribute(const std::string& file, const std::string& operation,
                const std::function<void()>& work);
 

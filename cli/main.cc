@@ -1,10 +1,12 @@
 // trove: reads and changes trove store files from the command line.
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "command_line.h"
 #include "exit_codes.h"
 #include "failure.h"
+#include "progress.h"
 #include "trove/client.h"
 #include "trove/host/trace.h"
 
@@ -37,7 +39,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForVersion& version) {
     return app.exit(version);
   } catch (const CLI::ParseError& error) {
-    std::cerr << "trove: " << error.what() << " (see 'trove --help')\n";
+    std::cerr << "trove: " << describeParseError(app, error, argc, argv) << '\n';
     return kExitUsage;
   }
   GlobalOptions& global = invocation.global;
@@ -54,6 +56,11 @@ int main(int argc, char** argv) {
   }
   Output output;
   try {
+    // The editor and the watch own the terminal for as long as they run.
+    std::optional<ProgressLine> progress;
+    if (invocation.commandName != "edit" && invocation.commandName != "watch") {
+      progress.emplace(invocation.commandName);
+    }
     invocation.command(output);
   } catch (const Failure& failure) {
     std::cerr << "trove: " << failure.what() << '\n';

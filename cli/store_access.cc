@@ -4,6 +4,8 @@
 #include <iostream>
 #include <system_error>
 
+#include "standard_streams.h"
+
 namespace trove::cli {
 
 namespace fs = std::filesystem;
@@ -40,12 +42,21 @@ Store openForReading(const std::string& file, const StoreSettings& settings) {
   options.saveOnClose = false;
   options.lockWait = settings.lockWait;
   options.onRecovery = reportRecovery;
+  if (isStandardStream(file)) return Store::openMemory(standardInput(), options);
   return Store::openFile(file, options);
 }
 
 WritableStore::WritableStore(const std::string& file, const StoreSettings& settings,
                              IfMissing ifMissing)
-    : file_(file), hadFirstBackup_(exists(file + ".bak")) {
+    : file_(file),
+      hadFirstBackup_(exists(file + ".bak")) {
+  if (isStandardStream(file)) {
+    StoreOptions options;
+    options.readOnly = settings.readOnly;
+    options.saveOnClose = false;
+    store_.emplace(Store::openMemory(standardInput(), options));
+    return;
+  }
   // Missing directories are not made: a mistyped --store path should fail,
   // not grow a directory tree.
   created_ = ifMissing == IfMissing::kCreate && !settings.readOnly && !exists(file) &&
@@ -76,6 +87,7 @@ WritableStore::~WritableStore() {
 void WritableStore::commit() {
   store_->save();
   committed_ = true;
+  if (isStandardStream(file_)) std::cout << store_->contents() << std::flush;
 }
 
 void WritableStore::removeEmptyLeftovers(bool includingStore) const {

@@ -18,8 +18,8 @@ struct StoreSettings {
 
 // Opens a store file to read it: read-only, and never saved on close. A
 // missing store is restored from an interrupted save's copy, and that is
-// said on standard error. Throws trove::Error (errFileNotFound for a
-// missing file).
+// said on standard error. "-" reads the store from standard input. Throws
+// trove::Error (errFileNotFound for a missing file).
 Store openForReading(const std::string& file, const StoreSettings& settings = {});
 
 // Says on standard error that a store was restored.
@@ -29,7 +29,8 @@ void reportRecovery(const std::string& message);
 // writer lock from the load to the end. Nothing reaches the file unless
 // commit() is called; a store file that this created, and the
 // empty backups of it that a save leaves, are removed again when the
-// command fails or when they only hold the empty placeholder.
+// command fails or when they only hold the empty placeholder. "-" reads the
+// store from standard input and commit() writes it to standard output.
 class WritableStore {
  public:
   enum class IfMissing { kFail, kCreate };
