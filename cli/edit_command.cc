@@ -58,9 +58,15 @@ void runEdit(const GlobalOptions& global, Output&) {
     const int status = runEditor(scratch);
     const std::string after = readInput(scratch);
     if (status != 0) {
+      // A changed text is kept for another try; an unchanged one is of no use.
+      std::string kept = "; the text is kept in " + scratch;
+      if (after == before) {
+        std::filesystem::remove(scratch);
+        kept.clear();
+      }
       throw Refusal(errUnspecified,
                     "the editor (" + editorCommand() + ") failed with status " +
-                        std::to_string(status) + "; the text is kept in " + scratch,
+                        std::to_string(status) + kept,
                     kExitStoreError);
     }
     if (after == before) {

@@ -40,8 +40,11 @@ void attribute(const std::string& file, const std::string& operation,
   } catch (const Refusal& refusal) {
     throw Failure(file, operation, refusal.code(), refusal.what(), refusal.exitCode());
   } catch (const Error& error) {
+    // A store the module refuses as malformed (errXmlFormat) or as not a
+    // document at all (errInvalidArgument) is located with a second reader.
+    const bool unreadable = error.code() == errXmlFormat || error.code() == errInvalidArgument;
     throw Failure(file, operation, error.code(),
-                  error.code() == errXmlFormat ? xmlErrorLocation(readInput(file)) : "");
+                  unreadable ? xmlErrorLocation(readInput(file)) : "");
   }
 }
 

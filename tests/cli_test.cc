@@ -51,8 +51,9 @@ const char kSample[] =
 
 class CliTest : public ::testing::Test {
  protected:
-  Outcome trove(const std::vector<std::string>& args) {
-    return runProgram(TROVE_CLI_PATH, args, dir_);
+  Outcome trove(const std::vector<std::string>& args, const std::string& input = "",
+                const std::vector<std::string>& environment = {}) {
+    return runProgram(TROVE_CLI_PATH, args, dir_, input, environment);
   }
   std::string file(const std::string& name) const { return dir_.file(name); }
   std::string store() const { return file("profiles.xml"); }
@@ -94,8 +95,7 @@ TEST_F(CliTest, SetCreatesTheStoreAndGetReadsEveryTypeBack) {
   EXPECT_NE(text.find("<tBOOL name=\"Maximized\">1</tBOOL>"), std::string::npos) << text;
   EXPECT_NE(text.find("<tINT name=\"Offset\">-5</tINT>"), std::string::npos) << text;
 
-  // Changing a value keeps its stored type and converts the new text to it.
-  ASSERT_EQ(trove({"set", "Settings/Window", "Width", "tSTRING", "1024"}).status, 0);
+  ASSERT_EQ(trove({"set", "Settings/Window", "Width", "tDWORD", "1024"}).status, 0);
   EXPECT_NE(readFile(store()).find("<tDWORD name=\"Width\">1024</tDWORD>"), std::string::npos);
   // The second save of profiles.xml keeps the previous file, as the module does.
   EXPECT_TRUE(entries().count("profiles.xml.bak2"));
@@ -104,7 +104,7 @@ TEST_F(CliTest, SetCreatesTheStoreAndGetReadsEveryTypeBack) {
 TEST_F(CliTest, GetAsConvertsThroughTheTypesText) {
   writeSample();
   EXPECT_EQ(trove({"get", "Settings/Window", "Width", "--as", "tSTRING"}).out, "800\n");
-  EXPECT_EQ(trove({"get", "Settings/Window", "Width", "--as", "tBYTE"}).status, 3);
+  EXPECT_EQ(trove({"get", "Settings/Window", "Width", "--as", "tBYTE"}).status, 2);
   EXPECT_EQ(trove({"get", "Settings/Window", "Width", "--as", "tDOUBLE"}).out, "800.000000\n");
   EXPECT_EQ(trove({"get", "Settings", "Maximized", "--as", "tDWORD"}).out, "1\n");
   EXPECT_EQ(trove({"get", "Settings", "Key", "--as", "tQWORD"}).out, "65296\n");  // hex text
@@ -112,7 +112,7 @@ TEST_F(CliTest, GetAsConvertsThroughTheTypesText) {
   EXPECT_EQ(trove({"get", "/", "Big", "--as", "tLONGLONG"}).out, "9223372036854775807\n");
 
   const Outcome refused = trove({"get", "Settings/Window", "Title", "--as", "tDWORD"});
-  expectFailure(refused, 3, store(), "get Settings/Window/Title", "cannot be read as tDWORD");
+  expectFailure(refused, 2, store(), "get Settings/Window/Title", "cannot be read as tDWORD");
   expectFailure(trove({"get", "Settings", "Key", "--as", "tNOTHING"}), 2, store(),
                 "get Settings/Key", "unknown type \"tNOTHING\"");
   expectFailure(trove({"get", "Settings", "Key", "--as", "tOBJECT"}), 2, store(),
@@ -251,7 +251,7 @@ TEST_F(CliTest, ReadOnlyRefusesEveryChange) {
                 store(), "set Settings/Window/Width", "read-only (0x800000c1)");
   expectFailure(trove({"set", "Settings", "New", "tDWORD", "1", "--read-only"}), 3, store(),
                 "set Settings/New", "(0x800000c1)");
-  expectFailure(trove({"--read-only", "delete", "Settings/Window"}), 3, store(),
+  expectFailure(trove({"--read-only", "delete", "-r", "Settings/Window"}), 3, store(),
                 "delete Settings/Window", "(0x800000c1)");
   expectFailure(trove({"--read-only", "delete", "Settings", "Key"}), 3, store(),
                 "delete Settings/Key", "(0x800000c1)");
@@ -272,7 +272,9 @@ TEST_F(CliTest, DeleteRemovesAKeyTreeOrOneValue) {
   writeSample();
   ASSERT_EQ(trove({"delete", "Settings", "Maximized"}).status, 0);
   EXPECT_EQ(readFile(file("profiles.xml.bak2")), kSample);
-  ASSERT_EQ(trove({"delete", "settings/window"}).status, 0);
+  expectFailure(trove({"delete", "settings/window"}), 2, store(), "delete settings/window",
+                "holds 0 keys, 3 values; use -r");
+  ASSERT_EQ(trove({"delete", "settings/window", "-r"}).status, 0);
   EXPECT_EQ(trove({"tree"}).out,
             "Big  tQWORD  18446744073709551615\n"
             "Settings/\n"
@@ -496,6 +498,245 @@ TEST_F(CliTest, VersionAndAMissingModule) {
     EXPECT_NE(missing.err.find(part), std::string::npos) << missing.err;
   }
   EXPECT_EQ(entries(), (std::set<std::string>{"lib"}));
+
+TEST_F(CliTest, SetTakesOnlyStrictTextsOfTheStoredType) {
+  writeSample();
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string stored;  // the element expected in the file, or a message fragment
+  };
+  for (const Case& c : std::vector<Case>{
+           {{"Settings/Window", "Width", "tDWORD", "12abc"}, 2, "expected a whole number from 0 to 4294967295"},
+           {{"Settings/Window", "Width", "tDWORD", "10e3"}, 2, "is not a tDWORD value"},
+           {{"Settings/Window", "Width", "tDWORD", "99999999999"}, 2, "is not a tDWORD value"},
+           {{"Settings/Window", "Width", "tDWORD", "--", "-1"}, 2, "is not a tDWORD value"},
+           {{"Settings/Window", "Width", "tDWORD", "0x500"}, 0, "<tDWORD name=\"Width\">1280</tDWORD>"},
+           {{"Settings/Window", "Width", "tDWORD", "1F", "--raw"}, 0, "<tDWORD name=\"Width\">31</tDWORD>"},
+           {{"Settings/Window", "Width", "tSTRING", "wide"}, 2, "stored as tDWORD, not tSTRING"},
+           {{"Settings", "Ratio", "tDOUBLE", "1,5"}, 2, "expected a decimal number"},
+           {{"Settings", "Ratio", "tDOUBLE", "2.5"}, 0, "<tDOUBLE name=\"Ratio\">2.500000</tDOUBLE>"},
+           {{"/Settings//Window", "Width", "tDWORD", "1"}, 2, "empty name at character 11"},
+           {{"/Settings/Window/", "Width", "tDWORD", "7"}, 0, "<tDWORD name=\"Width\">7</tDWORD>"},
+       }) {
+    std::vector<std::string> args{"set"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    const Outcome run = trove(args);
+    EXPECT_EQ(run.status, c.status) << ::testing::PrintToString(args) << run.err;
+    EXPECT_NE((c.status ? run.err : readFile(store())).find(c.stored), std::string::npos)
+        << ::testing::PrintToString(args) << run.err;
+  }
+  // Only the key it names was touched.
+  EXPECT_EQ(trove({"get", "/", "Big"}).out, "18446744073709551615\n");
+
+  // --retype replaces the value; it then comes last among its key's values.
+  ASSERT_EQ(trove({"set", "Settings/Window", "Width", "tSTRING", "wide", "--retype"}).status, 0);
+  EXPECT_EQ(trove({"ls", "Settings/Window"}).out, "Title\nNote\nWidth\n");
+  EXPECT_EQ(trove({"get", "Settings/Window", "Width"}).out, "wide\n");
+
+  // A text the file keeps only in part is set, with a warning.
+  const Outcome tiny = trove({"set", "Settings", "Tiny", "tDOUBLE", "1e-9"});
+  EXPECT_EQ(tiny.status, 0);
+  EXPECT_NE(tiny.err.find("warning: " + store() + ": set Settings/Tiny: the store keeps six decimals"),
+            std::string::npos) << tiny.err;
+  const Outcome emoji = trove({"set", "Settings", "Face", "tWSTRING", "\xF0\x9F\x98\x80"});
+  EXPECT_EQ(emoji.status, 0);
+  EXPECT_NE(emoji.err.find("Basic Multilingual Plane"), std::string::npos) << emoji.err;
+}
+
+TEST_F(CliTest, DeleteNeedsRecursiveAndMvMovesKeys) {
+  writeSample();
+  expectFailure(trove({"delete", "Settings"}), 2, store(), "delete Settings",
+                "holds 1 key, 6 values; use -r (--recursive)");
+  expectFailure(trove({"delete", "Application//Window", "-r"}), 2, store(),
+                "delete Application//Window", "empty name");
+  expectFailure(trove({"delete", "Settings/Window/Deeper/Still"}), 1, store(),
+                "delete Settings/Window/Deeper/Still", "no key \"Deeper\" in Settings/Window");
+  ASSERT_EQ(trove({"delete", "Empty"}).status, 0);  // an empty key needs no -r
+
+  expectFailure(trove({"mv", "Settings", "Settings/Window/Inside"}), 2, store(),
+                "mv Settings Settings/Window/Inside", "cannot move below itself");
+  expectFailure(trove({"mv", "Settings/Window", "settings"}), 2, store(),
+                "mv Settings/Window settings", "exists already");
+  ASSERT_EQ(trove({"mv", "Settings/Window", "Moved/Here"}).status, 0);
+  EXPECT_EQ(trove({"tree"}).out,
+            "Big  tQWORD  18446744073709551615\n"
+            "Settings/\n"
+            "  Maximized  tBOOL    1\n"
+            "  Key        tBINARY  00FF10\n"
+            "  Lines      tSTRING  one\\ntwo\n"
+            "Moved/\n"
+            "  Here/\n"
+            "    Width  tDWORD   800\n"
+            "    Title  tSTRING  Main window\n"
+            "    Note   tSTRING\n");
+}
+
+TEST_F(CliTest, ListingsLsListAndGetDefault) {
+  writeSample();
+  static const char kNulList[] =
+      "Settings/Window\0Width\0tDWORD\0" "800\0Settings/Window\0Title\0tSTRING\0"
+      "Main window\0Settings/Window\0Note\0tSTRING\0\0";
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string out;
+  };
+  for (const Case& c : std::vector<Case>{
+           {{"ls"}, 0, "Settings/\nEmpty/\nBig\n"},
+           {{"ls", "/Settings/"}, 0, "Window/\nMaximized\nKey\nLines\n"},
+           {{"list", "Settings"}, 0,
+            "Settings\tMaximized\ttBOOL\t1\nSettings\tKey\ttBINARY\t00FF10\n"
+            "Settings\tLines\ttSTRING\tone\\ntwo\nSettings/Window\tWidth\ttDWORD\t800\n"
+            "Settings/Window\tTitle\ttSTRING\tMain window\nSettings/Window\tNote\ttSTRING\t\n"},
+           {{"list", "Settings/Window", "-z"}, 0, std::string(kNulList, sizeof kNulList - 1)},
+           {{"get", "Settings", "Missing", "--default", "fallback"}, 0, "fallback\n"},
+           {{"get", "Nowhere", "Width", "--default", "0"}, 0, "0\n"},
+           {{"--store", "absent.xml", "get", "a", "b", "--default", "x"}, 0, "x\n"},
+           {{"get", "Settings", "Lines", "--default", "x"}, 0, "one\ntwo\n"},
+           {{"ls", "Nowhere"}, 1, ""},
+       }) {
+    const Outcome run = trove(c.args);
+    EXPECT_EQ(run.status, c.status) << ::testing::PrintToString(c.args) << run.err;
+    EXPECT_EQ(run.out, c.out) << ::testing::PrintToString(c.args);
+  }
+}
+
+TEST_F(CliTest, JsonImportIsTheInverseOfExportAndDashMeansStandardStreams) {
+  // Repeated value names, every kind of text, and control characters.
+  writeFile(store(),
+            "<propertiesmap><key name=\"A\"><tSTRING name=\"x\">1</tSTRING>"
+            "<tSTRING name=\"x\">2</tSTRING><tBINARY name=\"b\">00FF</tBINARY>"
+            "<tDOUBLE name=\"d\">0.500000</tDOUBLE><tSTRING name=\"t\">a&#9;b&lt;&amp;</tSTRING>"
+            "</key><key name=\"Empty\"/><tINT name=\"n\">-5</tINT></propertiesmap>");
+  const Outcome json = trove({"export", "--json"});
+  ASSERT_EQ(json.status, 0) << json.err;
+  writeFile(file("store.json"), json.out);
+  const Outcome fresh = trove({"--store", "copy.xml", "import", "--json", "store.json"});
+  EXPECT_EQ(fresh.status, 0) << fresh.err;
+  EXPECT_EQ(fresh.err, "");
+  EXPECT_EQ(trove({"--store", "copy.xml", "export", "--json"}).out, json.out);
+
+  // Into a key of an existing store the copy merges repeated names, and says so.
+  const Outcome into = trove({"--store", "copy.xml", "import", "--json", "-", "--into", "B"}, json.out);
+  EXPECT_EQ(into.status, 0);
+  EXPECT_NE(into.err.find("1 value not copied"), std::string::npos) << into.err;
+  EXPECT_EQ(trove({"--store", "copy.xml", "get", "B/A", "b"}).out, "00FF\n");
+
+  expectFailure(trove({"--store", "bad.xml", "import", "--json", "-"}, "{\"keys\": [{\"name\": 1}]}"),
+                2, "(standard input)", "import", "keys[0]: \"name\" must be a string");
+  expectFailure(trove({"--store", "bad.xml", "import", "--json", "-"}, "{\"values\": [{\"name\": "
+                "\"v\", \"type\": \"tDWORD\", \"value\": \"1\"}], oops"), 2, "(standard input)", "import",
+                "not JSON");
+  EXPECT_FALSE(entries().count("bad.xml"));
+
+  // "-" as the store: read from standard input, a changed store written to standard output.
+  const Outcome piped = trove({"--store", "-", "set", "A", "y", "tDWORD", "3"}, readFile(store()));
+  ASSERT_EQ(piped.status, 0) << piped.err;
+  EXPECT_NE(piped.out.find("<tDWORD name=\"y\">3</tDWORD>"), std::string::npos) << piped.out;
+  EXPECT_EQ(trove({"--store", "-", "get", "A", "y"}, piped.out).out, "3\n");
+  expectFailure(trove({"--store", "-", "check"}, "<propertiesmap>\n  <key name=\"a\">\n</propertiesmap>"),
+                3, "(standard input)", "check", "line 3, column 3: ");
+}
+
+TEST_F(CliTest, DiffAndFindCompareAndSearchStores) {
+  writeSample();
+  ASSERT_EQ(trove({"set", "Settings/Window", "Width", "tDWORD", "1024"}).status, 0);
+  ASSERT_EQ(trove({"delete", "Settings", "Key"}).status, 0);
+  ASSERT_EQ(trove({"set", "New", "Flag", "tBOOL", "true"}).status, 0);
+  writeSample("old.xml");
+  struct Case {
+    std::vector<std::string> args;
+    std::string out;
+  };
+  for (const Case& c : std::vector<Case>{
+           {{"diff", "old.xml"},
+            "- Settings\tKey\ttBINARY\t00FF10\n"
+            "- Settings/Window\tWidth\ttDWORD\t800\n+ Settings/Window\tWidth\ttDWORD\t1024\n"
+            "+ New/\n+ New\tFlag\ttBOOL\t1\n"},
+           {{"diff", "old.xml", "--key", "settings/window"},
+            "- settings/window\tWidth\ttDWORD\t800\n+ settings/window\tWidth\ttDWORD\t1024\n"},
+           {{"diff"}, "+ New/\n+ New\tFlag\ttBOOL\t1\n"},  // against the backup
+           {{"--store", "old.xml", "diff", "old.xml"}, ""},
+           {{"find", "^w"}, "Settings/Window/\nSettings/Window\tWidth\ttDWORD\t1024\n"},
+           {{"find", "window", "--texts"}, "Settings/Window\tTitle\ttSTRING\tMain window\n"},
+           {{"find", "^(flag|big)$", "--names"},
+            "/\tBig\ttQWORD\t18446744073709551615\nNew\tFlag\ttBOOL\t1\n"},
+       }) {
+    const Outcome run = trove(c.args);
+    EXPECT_EQ(run.status, 0) << ::testing::PrintToString(c.args) << run.err;
+    EXPECT_EQ(run.out, c.out) << ::testing::PrintToString(c.args);
+  }
+  expectFailure(trove({"find", "("}), 2, store(), "find (", "not a regular expression");
+}
+
+TEST_F(CliTest, WatchPrintsChangesAcrossReplacingSaves) {
+  writeSample();
+  const store_test::RunningProgram watch =
+      startProgram(TROVE_CLI_PATH, {"watch", "Settings", "--count", "3", "--timeout", "120"}, dir_,
+                   "watch");
+  // The watch says on standard error when it is ready.
+  for (int i = 0; i < 3000 && readFile(watch.errFile).find("watching") == std::string::npos; ++i) {
+    usleep(10000);
+  }
+  ASSERT_EQ(trove({"set", "Settings/Window", "Width", "tDWORD", "1024"}).status, 0);
+  ASSERT_EQ(trove({"set", "Settings", "Extra", "tSTRING", "x"}).status, 0);
+  ASSERT_EQ(trove({"delete", "Settings", "Key"}).status, 0);
+  const Outcome run = finishProgram(watch);
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "Settings/Window\tWidth\t800 -> 1024\n"
+            "Settings\tExtra\t(none) -> x\n"
+            "Settings\tKey\t00FF10 -> (none)\n");
+}
+
+TEST_F(CliTest, EditReplacesTheStoreOnlyWithAText) {
+  writeSample();
+  const std::string sedEditor = "EDITOR=sed -i s/800/900/";
+  ASSERT_EQ(trove({"edit"}, "", {sedEditor}).status, 0);
+  EXPECT_EQ(trove({"get", "Settings/Window", "Width"}).out, "900\n");
+  EXPECT_TRUE(entries().count("profiles.xml.bak2"));
+
+  const std::string before = readFile(store());
+  const Outcome broken = trove({"edit"}, "", {"EDITOR=sed -i 's/<.key>/<x>/'"});
+  EXPECT_EQ(broken.status, 3) << broken.err;
+  EXPECT_NE(broken.err.find("edit (the edited text is kept in this file): line "), std::string::npos)
+      << broken.err;
+  EXPECT_EQ(readFile(store()), before);
+  const std::string kept = broken.err.substr(7, broken.err.find(':', 7) - 7);
+  EXPECT_NE(readFile(kept).find("<x>"), std::string::npos) << kept;
+  std::filesystem::remove(kept);
+
+  EXPECT_EQ(trove({"edit"}, "", {"EDITOR=false"}).status, 3);
+  EXPECT_EQ(readFile(store()), before);
+}
+
+TEST_F(CliTest, BashCompletionOffersCommandsTypesAndKeys) {
+  if (!programAvailable("bash")) GTEST_SKIP() << "bash is not installed";
+  writeSample();
+  const std::string probe =
+      "PATH=" + std::filesystem::path(TROVE_CLI_PATH).parent_path().string() + ":$PATH\n"
+      "compopt() { :; }\n"
+      "source " TROVE_COMPLETION_PATH "\n"
+      "complete() { COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _trove; echo \"${COMPREPLY[*]}\"; }\n"
+      "complete trove se\n"
+      "complete trove set Settings/Window Width tDW\n"
+      "complete trove get Settings/W\n"
+      "complete trove delete --r\n";
+  writeFile(file("probe.sh"), probe);
+  const Outcome run = runProgram("bash", {"probe.sh"}, dir_);
+  EXPECT_EQ(run.out, "set\ntDWORD\nSettings/Window/\n--recursive\n") << run.err;
+}
+
+TEST_F(CliTest, ErrorsNameTheCommandAndTheCommands) {
+  for (const auto& [args, fragment] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{"frobnicate"}, "unknown command \"frobnicate\" (commands: tree, ls, list, get"},
+           {{"--store", "x.xml"}, "no command given (commands: "},
+           {{"set", "a", "b", "tNOPE", "1"}, "(types: tVOID, tBYTE, "}}) {
+    const Outcome run = trove(args);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find(fragment), std::string::npos) << run.err;
+  }
 }
 
 }  // namespace

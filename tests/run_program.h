@@ -27,16 +27,26 @@ struct RunningProgram {
 };
 
 // Starts `program` (looked up in PATH unless it holds a "/") with `args` in
-// `directory`. `tag` tells the output files of programs running at once apart.
+// `directory`, `input` as its standard input and `environment` ("NAME=value")
+// added. `tag` tells the files of programs running at once apart.
 inline RunningProgram startProgram(const std::string& program, const std::vector<std::string>& args,
-                                   const ScratchDirectory& directory, const std::string& tag = "") {
+                                   const ScratchDirectory& directory, const std::string& tag = "",
+                                   const std::string& input = "",
+                                   const std::vector<std::string>& environment = {}) {
   RunningProgram run{-1, directory.file(".out" + tag), directory.file(".err" + tag)};
+  const std::string inFile = input.empty() ? "/dev/null" : directory.file(".in" + tag);
+  if (!input.empty()) writeFile(inFile, input);
   run.pid = fork();
   if (run.pid == 0) {
     if (chdir(directory.path().c_str()) != 0) _exit(125);
+    const int in = open(inFile.c_str(), O_RDONLY);
     const int out = open(run.outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const int err = open(run.errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (out < 0 || err < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(125);
+    if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) {
+      _exit(125);
+    }
+    if (!input.empty()) unlink(inFile.c_str());
+    for (const std::string& setting : environment) putenv(const_cast<char*>(setting.c_str()));
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
@@ -61,8 +71,9 @@ inline Outcome finishProgram(const RunningProgram& run) {
 }
 
 inline Outcome runProgram(const std::string& program, const std::vector<std::string>& args,
-                          const ScratchDirectory& directory) {
-  return finishProgram(startProgram(program, args, directory));
+                          const ScratchDirectory& directory, const std::string& input = "",
+                          const std::vector<std::string>& environment = {}) {
+  return finishProgram(startProgram(program, args, directory, "", input, environment));
 }
 
 }  // namespace store_test
