@@ -33,10 +33,10 @@ void runSet(const GlobalOptions& global, const SetArgs& args, Output& output) {
     scratch.saveOnClose = false;
     Store::openMemory("", scratch).root().setText("value", type, args.value, rules);
   } catch (const Error& error) {
-    const std::string why = args.raw || error.context().find("expected ") == std::string::npos
-                                ? "\"" + escapeControls(args.value) + "\" is not a " + args.type +
-                                      " value"
-                                : escapeControls(error.context());
+    const std::string why =
+        args.raw || error.context().find("expected ") == std::string::npos
+            ? "\"" + escapeControls(args.value) + "\" is not a " + args.type + " value"
+            : escapeControls(error.context());
     throw Failure(global.store, op, error.code(), why, kExitUsage);
   }
   if (!args.raw) {

@@ -77,8 +77,7 @@ void defineCommandLine(CLI::App& app, Invocation& in) {
   defineWatchCommand(app, in);
   defineEditCommand(app, in);
   for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
-    command->parse_complete_callback(
-        [&in, command] { in.commandName = command->get_name(); });
+    command->parse_complete_callback([&in, command] { in.commandName = command->get_name(); });
   }
 }
 

@@ -34,7 +34,7 @@ struct Output {
 // What a parsed command line asks for.
 struct Invocation {
   GlobalOptions global;
-  std::optional<uint32_t> traceLevel;    // --trace, when given
+  std::optional<uint32_t> traceLevel;  // --trace, when given
   unsigned backupMode = 0;
   double waitSeconds = 10;               // --wait
   std::string commandName;               // for the progress line

@@ -7,7 +7,9 @@ namespace trove::cli {
 
 namespace {
 
-bool isSeparator(char c) { return c == '/' || c == '\\'; }
+bool isSeparator(char c) {
+  return c == '/' || c == '\\';
+}
 
 std::string joinNames(const std::vector<std::string>& names, size_t count) {
   std::string path;
@@ -76,8 +78,7 @@ Key createdKeyAt(const Key& root, const std::string& path) {
 }
 
 void throwMissingValue(const std::string& path, const std::string& name) {
-  throw Refusal(errEntryNotFound, "no value \"" + name + "\" in " + shownPath(path),
-                kExitNotFound);
+  throw Refusal(errEntryNotFound, "no value \"" + name + "\" in " + shownPath(path), kExitNotFound);
 }
 
 }  // namespace trove::cli

@@ -29,8 +29,8 @@ ProgressLine::ProgressLine(std::string label) : label_(std::move(label)) {
     bool shown = false;
     std::unique_lock lock(wakeMutex);
     // The first line appears after a second; it is then refreshed twice a second.
-    for (milliseconds wait = seconds(1); !wake.wait_for(lock, wait, [this] { return done_.load(); });
-         wait = milliseconds(500)) {
+    for (milliseconds wait = seconds(1);
+         !wake.wait_for(lock, wait, [this] { return done_.load(); }); wait = milliseconds(500)) {
       const auto elapsed = duration_cast<seconds>(steady_clock::now() - start).count();
       std::fprintf(stderr, "\rtrove: %s: %llu entries, %llds", label_.c_str(),
                    static_cast<unsigned long long>(entriesDone.load()),

@@ -36,8 +36,10 @@ void runLs(const GlobalOptions& global, const PathArgs& args, Output& output) {
   attribute(global.store, operation("ls", args.path), [&] {
     Store store = openForReading(global.store, global.settings);
     const Key key = keyAt(store.root(), args.path);
-    for (const Key& subkey : key.subkeys()) output.results << escapeControls(subkey.name()) << "/\n";
-    for (const ValueInfo& value : key.values()) output.results << escapeControls(value.name) << '\n';
+    for (const Key& subkey : key.subkeys())
+      output.results << escapeControls(subkey.name()) << "/\n";
+    for (const ValueInfo& value : key.values())
+      output.results << escapeControls(value.name) << '\n';
   });
 }
 

@@ -5,7 +5,9 @@
 
 namespace trove::cli {
 
-inline bool isStandardStream(const std::string& file) { return file == "-"; }
+inline bool isStandardStream(const std::string& file) {
+  return file == "-";
+}
 
 // The whole of standard input, read once and kept: a command may need it
 // again (to say where a damaged document breaks).

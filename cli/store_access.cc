@@ -48,8 +48,7 @@ Store openForReading(const std::string& file, const StoreSettings& settings) {
 
 WritableStore::WritableStore(const std::string& file, const StoreSettings& settings,
                              IfMissing ifMissing)
-    : file_(file),
-      hadFirstBackup_(exists(file + ".bak")) {
+    : file_(file), hadFirstBackup_(exists(file + ".bak")) {
   if (isStandardStream(file)) {
     StoreOptions options;
     options.readOnly = settings.readOnly;

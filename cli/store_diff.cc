@@ -71,7 +71,8 @@ void oneSided(const Store& store, const Key& key, const std::string& path, bool 
 
 void compareInto(const Store& storeA, const Key& a, const Store& storeB, const Key& b,
                  const std::string& path, std::vector<Change>& changes) {
-  const std::vector<ValueRow> rowsA = valueRows(storeA, a, path), rowsB = valueRows(storeB, b, path);
+  const std::vector<ValueRow> rowsA = valueRows(storeA, a, path),
+                              rowsB = valueRows(storeB, b, path);
   const std::vector<long> valuePartner = pairUp(namesOf(rowsA), namesOf(rowsB));
   std::vector<bool> valueMatched(rowsB.size(), false);
   for (size_t i = 0; i < rowsA.size(); ++i) {

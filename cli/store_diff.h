@@ -11,8 +11,8 @@
 namespace trove::cli {
 
 struct Change {
-  std::string path;                 // the key's path ("/" for the root key)
-  std::optional<std::string> name;  // the value's name; nothing for a key added or removed
+  std::string path;                       // the key's path ("/" for the root key)
+  std::optional<std::string> name;        // the value's name; nothing for a key added or removed
   std::optional<ValueRow> before, after;  // for a key: only which one exists matters
 };
 

@@ -172,14 +172,16 @@ void defineTransferCommands(CLI::App& app, Invocation& in) {
   exporter->footer(
       "The XML is a store document holding the key's values and subkeys (not the key itself),\n"
       "so 'import FILE --into PATH' puts them back. The JSON is an object\n"
-      "{\"name\", \"values\": [{\"name\", \"type\", \"value\"}], \"keys\": [...]} with every value\n"
+      "{\"name\", \"values\": [{\"name\", \"type\", \"value\"}], \"keys\": [...]} with every "
+      "value\n"
       "in its text form, in store order; 'import --json' reads it back.");
   exporter->callback([&in, exportArgs] {
     in.command = [&in, exportArgs](Output& out) { runExport(in.global, *exportArgs, out); };
   });
 
   auto importArgs = std::make_shared<ImportArgs>();
-  auto* importer = app.add_subcommand("import", "Copy the content of an XML or JSON file into the store");
+  auto* importer =
+      app.add_subcommand("import", "Copy the content of an XML or JSON file into the store");
   importer->add_option("FILE", importArgs->file, "File to import (\"-\": standard input)")
       ->required()
       ->check(kFileName);

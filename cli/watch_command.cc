@@ -22,8 +22,8 @@ namespace {
 
 struct WatchArgs {
   std::string path;
-  uint64_t count = 0;     // stop after this many changes; 0: never
-  double timeout = 0;     // stop after this many seconds; 0: never
+  uint64_t count = 0;  // stop after this many changes; 0: never
+  double timeout = 0;  // stop after this many seconds; 0: never
 };
 
 std::string shown(const std::optional<ValueRow>& row, bool typeToo) {
@@ -49,8 +49,9 @@ class DirectoryWatch {
   explicit DirectoryWatch(const std::string& directory) : fd_(inotify_init1(IN_CLOEXEC)) {
     // The whole directory is watched: a save replaces the file by a rename,
     // which a watch on the file itself would not outlive.
-    if (fd_ < 0 || inotify_add_watch(fd_, directory.c_str(),
-                                     IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_MOVED_FROM) < 0) {
+    if (fd_ < 0 ||
+        inotify_add_watch(fd_, directory.c_str(),
+                          IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_MOVED_FROM) < 0) {
       throw Refusal(errAccessDenied, "cannot watch " + directory, kExitStoreError);
     }
   }
@@ -95,7 +96,8 @@ void runWatch(const GlobalOptions& global, const WatchArgs& args, Output&) {
     while (args.count == 0 || printed < args.count) {
       int wait = -1;
       if (args.timeout > 0) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         if (left.count() <= 0) break;
         wait = static_cast<int>(left.count());
       }

@@ -507,15 +507,23 @@ TEST_F(CliTest, SetTakesOnlyStrictTextsOfTheStoredType) {
     std::string stored;  // the element expected in the file, or a message fragment
   };
   for (const Case& c : std::vector<Case>{
-           {{"Settings/Window", "Width", "tDWORD", "12abc"}, 2, "expected a whole number from 0 to 4294967295"},
+           {{"Settings/Window", "Width", "tDWORD", "12abc"},
+            2,
+            "expected a whole number from 0 to 4294967295"},
            {{"Settings/Window", "Width", "tDWORD", "10e3"}, 2, "is not a tDWORD value"},
            {{"Settings/Window", "Width", "tDWORD", "99999999999"}, 2, "is not a tDWORD value"},
            {{"Settings/Window", "Width", "tDWORD", "--", "-1"}, 2, "is not a tDWORD value"},
-           {{"Settings/Window", "Width", "tDWORD", "0x500"}, 0, "<tDWORD name=\"Width\">1280</tDWORD>"},
-           {{"Settings/Window", "Width", "tDWORD", "1F", "--raw"}, 0, "<tDWORD name=\"Width\">31</tDWORD>"},
+           {{"Settings/Window", "Width", "tDWORD", "0x500"},
+            0,
+            "<tDWORD name=\"Width\">1280</tDWORD>"},
+           {{"Settings/Window", "Width", "tDWORD", "1F", "--raw"},
+            0,
+            "<tDWORD name=\"Width\">31</tDWORD>"},
            {{"Settings/Window", "Width", "tSTRING", "wide"}, 2, "stored as tDWORD, not tSTRING"},
            {{"Settings", "Ratio", "tDOUBLE", "1,5"}, 2, "expected a decimal number"},
-           {{"Settings", "Ratio", "tDOUBLE", "2.5"}, 0, "<tDOUBLE name=\"Ratio\">2.500000</tDOUBLE>"},
+           {{"Settings", "Ratio", "tDOUBLE", "2.5"},
+            0,
+            "<tDOUBLE name=\"Ratio\">2.500000</tDOUBLE>"},
            {{"/Settings//Window", "Width", "tDWORD", "1"}, 2, "empty name at character 11"},
            {{"/Settings/Window/", "Width", "tDWORD", "7"}, 0, "<tDWORD name=\"Width\">7</tDWORD>"},
        }) {
@@ -537,8 +545,10 @@ TEST_F(CliTest, SetTakesOnlyStrictTextsOfTheStoredType) {
   // A text the file keeps only in part is set, with a warning.
   const Outcome tiny = trove({"set", "Settings", "Tiny", "tDOUBLE", "1e-9"});
   EXPECT_EQ(tiny.status, 0);
-  EXPECT_NE(tiny.err.find("warning: " + store() + ": set Settings/Tiny: the store keeps six decimals"),
-            std::string::npos) << tiny.err;
+  EXPECT_NE(
+      tiny.err.find("warning: " + store() + ": set Settings/Tiny: the store keeps six decimals"),
+      std::string::npos)
+      << tiny.err;
   const Outcome emoji = trove({"set", "Settings", "Face", "tWSTRING", "\xF0\x9F\x98\x80"});
   EXPECT_EQ(emoji.status, 0);
   EXPECT_NE(emoji.err.find("Basic Multilingual Plane"), std::string::npos) << emoji.err;
@@ -575,7 +585,8 @@ TEST_F(CliTest, DeleteNeedsRecursiveAndMvMovesKeys) {
 TEST_F(CliTest, ListingsLsListAndGetDefault) {
   writeSample();
   static const char kNulList[] =
-      "Settings/Window\0Width\0tDWORD\0" "800\0Settings/Window\0Title\0tSTRING\0"
+      "Settings/Window\0Width\0tDWORD\0"
+      "800\0Settings/Window\0Title\0tSTRING\0"
       "Main window\0Settings/Window\0Note\0tSTRING\0\0";
   struct Case {
     std::vector<std::string> args;
@@ -585,7 +596,8 @@ TEST_F(CliTest, ListingsLsListAndGetDefault) {
   for (const Case& c : std::vector<Case>{
            {{"ls"}, 0, "Settings/\nEmpty/\nBig\n"},
            {{"ls", "/Settings/"}, 0, "Window/\nMaximized\nKey\nLines\n"},
-           {{"list", "Settings"}, 0,
+           {{"list", "Settings"},
+            0,
             "Settings\tMaximized\ttBOOL\t1\nSettings\tKey\ttBINARY\t00FF10\n"
             "Settings\tLines\ttSTRING\tone\\ntwo\nSettings/Window\tWidth\ttDWORD\t800\n"
             "Settings/Window\tTitle\ttSTRING\tMain window\nSettings/Window\tNote\ttSTRING\t\n"},
@@ -618,16 +630,19 @@ TEST_F(CliTest, JsonImportIsTheInverseOfExportAndDashMeansStandardStreams) {
   EXPECT_EQ(trove({"--store", "copy.xml", "export", "--json"}).out, json.out);
 
   // Into a key of an existing store the copy merges repeated names, and says so.
-  const Outcome into = trove({"--store", "copy.xml", "import", "--json", "-", "--into", "B"}, json.out);
+  const Outcome into =
+      trove({"--store", "copy.xml", "import", "--json", "-", "--into", "B"}, json.out);
   EXPECT_EQ(into.status, 0);
   EXPECT_NE(into.err.find("1 value not copied"), std::string::npos) << into.err;
   EXPECT_EQ(trove({"--store", "copy.xml", "get", "B/A", "b"}).out, "00FF\n");
 
-  expectFailure(trove({"--store", "bad.xml", "import", "--json", "-"}, "{\"keys\": [{\"name\": 1}]}"),
-                2, "(standard input)", "import", "keys[0]: \"name\" must be a string");
-  expectFailure(trove({"--store", "bad.xml", "import", "--json", "-"}, "{\"values\": [{\"name\": "
-                "\"v\", \"type\": \"tDWORD\", \"value\": \"1\"}], oops"), 2, "(standard input)", "import",
-                "not JSON");
+  expectFailure(
+      trove({"--store", "bad.xml", "import", "--json", "-"}, "{\"keys\": [{\"name\": 1}]}"), 2,
+      "(standard input)", "import", "keys[0]: \"name\" must be a string");
+  expectFailure(trove({"--store", "bad.xml", "import", "--json", "-"},
+                      "{\"values\": [{\"name\": "
+                      "\"v\", \"type\": \"tDWORD\", \"value\": \"1\"}], oops"),
+                2, "(standard input)", "import", "not JSON");
   EXPECT_FALSE(entries().count("bad.xml"));
 
   // "-" as the store: read from standard input, a changed store written to standard output.
@@ -635,8 +650,9 @@ TEST_F(CliTest, JsonImportIsTheInverseOfExportAndDashMeansStandardStreams) {
   ASSERT_EQ(piped.status, 0) << piped.err;
   EXPECT_NE(piped.out.find("<tDWORD name=\"y\">3</tDWORD>"), std::string::npos) << piped.out;
   EXPECT_EQ(trove({"--store", "-", "get", "A", "y"}, piped.out).out, "3\n");
-  expectFailure(trove({"--store", "-", "check"}, "<propertiesmap>\n  <key name=\"a\">\n</propertiesmap>"),
-                3, "(standard input)", "check", "line 3, column 3: ");
+  expectFailure(
+      trove({"--store", "-", "check"}, "<propertiesmap>\n  <key name=\"a\">\n</propertiesmap>"), 3,
+      "(standard input)", "check", "line 3, column 3: ");
 }
 
 TEST_F(CliTest, DiffAndFindCompareAndSearchStores) {
@@ -700,7 +716,8 @@ TEST_F(CliTest, EditReplacesTheStoreOnlyWithAText) {
   const std::string before = readFile(store());
   const Outcome broken = trove({"edit"}, "", {"EDITOR=sed -i 's/<.key>/<x>/'"});
   EXPECT_EQ(broken.status, 3) << broken.err;
-  EXPECT_NE(broken.err.find("edit (the edited text is kept in this file): line "), std::string::npos)
+  EXPECT_NE(broken.err.find("edit (the edited text is kept in this file): line "),
+            std::string::npos)
       << broken.err;
   EXPECT_EQ(readFile(store()), before);
   const std::string kept = broken.err.substr(7, broken.err.find(':', 7) - 7);
@@ -714,15 +731,17 @@ TEST_F(CliTest, EditReplacesTheStoreOnlyWithAText) {
 TEST_F(CliTest, BashCompletionOffersCommandsTypesAndKeys) {
   if (!programAvailable("bash")) GTEST_SKIP() << "bash is not installed";
   writeSample();
-  const std::string probe =
-      "PATH=" + std::filesystem::path(TROVE_CLI_PATH).parent_path().string() + ":$PATH\n"
-      "compopt() { :; }\n"
-      "source " TROVE_COMPLETION_PATH "\n"
-      "complete() { COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _trove; echo \"${COMPREPLY[*]}\"; }\n"
-      "complete trove se\n"
-      "complete trove set Settings/Window Width tDW\n"
-      "complete trove get Settings/W\n"
-      "complete trove delete --r\n";
+  const std::string probe = "PATH=" + std::filesystem::path(TROVE_CLI_PATH).parent_path().string() +
+                            ":$PATH\n"
+                            "compopt() { :; }\n"
+                            "source " TROVE_COMPLETION_PATH
+                            "\n"
+                            "complete() { COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _trove; "
+                            "echo \"${COMPREPLY[*]}\"; }\n"
+                            "complete trove se\n"
+                            "complete trove set Settings/Window Width tDW\n"
+                            "complete trove get Settings/W\n"
+                            "complete trove delete --r\n";
   writeFile(file("probe.sh"), probe);
   const Outcome run = runProgram("bash", {"probe.sh"}, dir_);
   EXPECT_EQ(run.out, "set\ntDWORD\nSettings/Window/\n--recursive\n") << run.err;

@@ -163,18 +163,28 @@ TEST_F(ClientApiTest, StrictTextsRefuseWhatTheStoreRulesBend) {
     const char* stored;  // nullptr: refused
   };
   for (const Case& c : std::initializer_list<Case>{
-           {TROVE_TDWORD, "4294967295", "4294967295"}, {TROVE_TDWORD, "0x1F", "31"},
-           {TROVE_TDWORD, "12abc", nullptr},           {TROVE_TDWORD, "1F", nullptr},
-           {TROVE_TDWORD, "-1", nullptr},              {TROVE_TDWORD, "4294967296", nullptr},
-           {TROVE_TDWORD, " 7", nullptr},              {TROVE_TDWORD, "10e3", nullptr},
-           {TROVE_TBYTE, "256", nullptr},              {TROVE_TSBYTE, "-128", "-128"},
-           {TROVE_TSBYTE, "-129", nullptr},            {TROVE_TINT, "-0x80000000", "-2147483648"},
+           {TROVE_TDWORD, "4294967295", "4294967295"},
+           {TROVE_TDWORD, "0x1F", "31"},
+           {TROVE_TDWORD, "12abc", nullptr},
+           {TROVE_TDWORD, "1F", nullptr},
+           {TROVE_TDWORD, "-1", nullptr},
+           {TROVE_TDWORD, "4294967296", nullptr},
+           {TROVE_TDWORD, " 7", nullptr},
+           {TROVE_TDWORD, "10e3", nullptr},
+           {TROVE_TBYTE, "256", nullptr},
+           {TROVE_TSBYTE, "-128", "-128"},
+           {TROVE_TSBYTE, "-129", nullptr},
+           {TROVE_TINT, "-0x80000000", "-2147483648"},
            {TROVE_TLONGLONG, "-9223372036854775808", "-9223372036854775808"},
            {TROVE_TQWORD, "18446744073709551615", "18446744073709551615"},
-           {TROVE_TDOUBLE, "2.5e3", "2500.000000"},    {TROVE_TDOUBLE, "1,5", nullptr},
-           {TROVE_TBOOL, "true", "1"},                 {TROVE_TBOOL, "yes", nullptr},
-           {TROVE_TCHAR, "xy", nullptr},               {TROVE_TBINARY, "00ff", "00FF"},
-           {TROVE_TBINARY, "0g", nullptr},             {TROVE_TWSTRING, "\xff", nullptr},
+           {TROVE_TDOUBLE, "2.5e3", "2500.000000"},
+           {TROVE_TDOUBLE, "1,5", nullptr},
+           {TROVE_TBOOL, "true", "1"},
+           {TROVE_TBOOL, "yes", nullptr},
+           {TROVE_TCHAR, "xy", nullptr},
+           {TROVE_TBINARY, "00ff", "00FF"},
+           {TROVE_TBINARY, "0g", nullptr},
+           {TROVE_TWSTRING, "\xff", nullptr},
            {TROVE_TWCHAR, "a", nullptr}}) {
     SCOPED_TRACE(std::string(trove::typeName(c.type)) + " " + c.text);
     if (key.has("v")) key.remove("v");

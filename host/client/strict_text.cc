@@ -22,17 +22,24 @@ struct IntegerRange {
 
 std::optional<IntegerRange> integerRange(TroveTypeId type) {
   switch (type) {
-    case TROVE_TBYTE: return IntegerRange{false, 1};
-    case TROVE_TWORD: return IntegerRange{false, 2};
+    case TROVE_TBYTE:
+      return IntegerRange{false, 1};
+    case TROVE_TWORD:
+      return IntegerRange{false, 2};
     case TROVE_TQWORD:
     case TROVE_TDATA:
-    case TROVE_TDATETIME: return IntegerRange{false, 8};
-    case TROVE_TSBYTE: return IntegerRange{true, 1};
-    case TROVE_TSHORT: return IntegerRange{true, 2};
+    case TROVE_TDATETIME:
+      return IntegerRange{false, 8};
+    case TROVE_TSBYTE:
+      return IntegerRange{true, 1};
+    case TROVE_TSHORT:
+      return IntegerRange{true, 2};
     case TROVE_TERROR:
     case TROVE_TINT:
-    case TROVE_TLONG: return IntegerRange{true, 4};
-    case TROVE_TLONGLONG: return IntegerRange{true, 8};
+    case TROVE_TLONG:
+      return IntegerRange{true, 4};
+    case TROVE_TLONGLONG:
+      return IntegerRange{true, 8};
     case TROVE_TDWORD:
     case TROVE_TUINT:
     case TROVE_TIID:
@@ -44,8 +51,10 @@ std::optional<IntegerRange> integerRange(TroveTypeId type) {
     case TROVE_TVERSION:
     case TROVE_TCODEPAGE:
     case TROVE_TLCID:
-    case TROVE_TTYPE_ID: return IntegerRange{false, 4};
-    default: return std::nullopt;
+    case TROVE_TTYPE_ID:
+      return IntegerRange{false, 4};
+    default:
+      return std::nullopt;
   }
 }
 
@@ -132,10 +141,11 @@ bool validUtf8(std::string_view text) {
   for (size_t i = 0; i < text.size();) {
     const auto byte = [&](size_t k) { return static_cast<unsigned char>(text[k]); };
     const unsigned char lead = byte(i);
-    const size_t length = lead < 0x80 ? 1 : lead >= 0xC2 && lead < 0xE0 ? 2
-                                        : lead >= 0xE0 && lead < 0xF0   ? 3
-                                        : lead >= 0xF0 && lead < 0xF5   ? 4
-                                                                        : 0;
+    const size_t length = lead < 0x80                   ? 1
+                          : lead >= 0xC2 && lead < 0xE0 ? 2
+                          : lead >= 0xE0 && lead < 0xF0 ? 3
+                          : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                        : 0;
     if (length == 0 || i + length > text.size()) return false;
     char32_t cp = lead & (0x7F >> length);
     for (size_t k = 1; k < length; ++k) {
@@ -159,23 +169,32 @@ std::string strictTextForm(TroveTypeId type) {
            std::to_string(maximumOf(*range)) + ", in decimal or as 0x hexadecimal";
   }
   switch (type) {
-    case TROVE_TDOUBLE: return "a decimal number such as 1.5, -2e-3, inf or nan";
-    case TROVE_TBOOL: return "true, false, 1 or 0";
-    case TROVE_TCHAR: return "exactly one character (byte)";
+    case TROVE_TDOUBLE:
+      return "a decimal number such as 1.5, -2e-3, inf or nan";
+    case TROVE_TBOOL:
+      return "true, false, 1 or 0";
+    case TROVE_TCHAR:
+      return "exactly one character (byte)";
     case TROVE_TBINARY:
-    case TROVE_TPTR: return "pairs of hexadecimal digits, such as 00FF10";
-    case TROVE_TWSTRING: return "UTF-8 text";
-    case TROVE_TSTRING: return "any text";
+    case TROVE_TPTR:
+      return "pairs of hexadecimal digits, such as 00FF10";
+    case TROVE_TWSTRING:
+      return "UTF-8 text";
+    case TROVE_TSTRING:
+      return "any text";
     case TROVE_TVOID:
-    case TROVE_TFUNC_PTR: return "an empty text (the type holds nothing the file keeps)";
-    default: return "nothing: the type has no text form";
+    case TROVE_TFUNC_PTR:
+      return "an empty text (the type holds nothing the file keeps)";
+    default:
+      return "nothing: the type has no text form";
   }
 }
 
 Bytes parseStrictText(TroveTypeId type, std::string_view text) {
   if (const auto range = integerRange(type)) return parseInteger(type, *range, text);
   switch (type) {
-    case TROVE_TDOUBLE: return parseDouble(type, text);
+    case TROVE_TDOUBLE:
+      return parseDouble(type, text);
     case TROVE_TBOOL:
       if (text == "true" || text == "1") return binaryOf(uint32_t{1});
       if (text == "false" || text == "0") return binaryOf(uint32_t{0});
@@ -184,7 +203,8 @@ Bytes parseStrictText(TroveTypeId type, std::string_view text) {
       if (text.size() != 1) refuse(type, text);
       return Bytes{static_cast<uint8_t>(text[0])};
     case TROVE_TBINARY:
-    case TROVE_TPTR: return parseHexBlock(type, text);
+    case TROVE_TPTR:
+      return parseHexBlock(type, text);
     case TROVE_TWSTRING: {
       if (!validUtf8(text)) refuse(type, text);
       const std::u16string wide = client_detail::utf16FromUtf8(text);
@@ -192,14 +212,16 @@ Bytes parseStrictText(TroveTypeId type, std::string_view text) {
       if (!wide.empty()) std::memcpy(bytes.data(), wide.data(), bytes.size());
       return bytes;
     }
-    case TROVE_TSTRING: return Bytes(text.begin(), text.end());
+    case TROVE_TSTRING:
+      return Bytes(text.begin(), text.end());
     case TROVE_TVOID:
       if (!text.empty()) refuse(type, text);
       return {};
     case TROVE_TFUNC_PTR:
       if (!text.empty()) refuse(type, text);
       return Bytes(8, 0);
-    default: refuse(type, text);
+    default:
+      refuse(type, text);
   }
 }
 

@@ -143,7 +143,9 @@ class Key {
   void read(std::string_view name, TroveTypeId type, T& out) const {
     readRaw(name, type, &out, sizeof(T), nullptr);
   }
-  static void decode(const Bytes& binary, std::string& out) { out.assign(binary.begin(), binary.end()); }
+  static void decode(const Bytes& binary, std::string& out) {
+    out.assign(binary.begin(), binary.end());
+  }
   static void decode(const Bytes& binary, std::u16string& out);
   static void decode(const Bytes& binary, Bytes& out) { out = binary; }
   static void decode(const Bytes& binary, bool& out);
