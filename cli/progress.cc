@@ -32,9 +32,15 @@ ProgressLine::ProgressLine(std::string label) : label_(std::move(label)) {
     for (milliseconds wait = seconds(1);
          !wake.wait_for(lock, wait, [this] { return done_.load(); }); wait = milliseconds(500)) {
       const auto elapsed = duration_cast<seconds>(steady_clock::now() - start).count();
-      std::fprintf(stderr, "\rtrove: %s: %llu entries, %llds", label_.c_str(),
-                   static_cast<unsigned long long>(entriesDone.load()),
-                   static_cast<long long>(elapsed));
+      const uint64_t entries = entriesDone.load();
+      // Before the first entry the store is still loading: only the time then.
+      if (entries) {
+        std::fprintf(stderr, "\rtrove: %s: %llu entries, %llds", label_.c_str(),
+                     static_cast<unsigned long long>(entries), static_cast<long long>(elapsed));
+      } else {
+        std::fprintf(stderr, "\rtrove: %s: loading, %llds", label_.c_str(),
+                     static_cast<long long>(elapsed));
+      }
       std::fflush(stderr);
       shown = true;
     }

@@ -12,8 +12,9 @@ namespace trove::cli {
 // Counts one more key or value handled; cheap enough for every entry.
 void countProgress(uint64_t entries = 1);
 
-// While alive, a line "trove: LABEL: N entries, Ts" is kept up to date on a
-// terminal after the first second, and erased at the end.
+// While alive, a line "trove: LABEL: N entries, Ts" ("loading, Ts" before the
+// first entry) is kept up to date on a terminal after the first second, and
+// erased at the end.
 class ProgressLine {
  public:
   explicit ProgressLine(std::string label);
