@@ -74,8 +74,4 @@ bool typeHoldsValues(TroveTypeId type) {
                                               zeros, uint32_t{sizeof zeros}, 1u) != errOutOfMemory;
 }
 
-void checkValueText(TroveTypeId type, const std::string& text) {
-  scratchStore().root().setText("value", type, text);
-}
-
 }  // namespace trove::cli

@@ -25,8 +25,4 @@ std::string valueTextAs(const Store& store, const Key& key, const std::string& n
 // without a codec cannot).
 bool typeHoldsValues(TroveTypeId type);
 
-// Throws trove::Error when `text` is not a text of `type`, without touching
-// any store file.
-void checkValueText(TroveTypeId type, const std::string& text);
-
 }  // namespace trove::cli
