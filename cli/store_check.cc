@@ -1,6 +1,7 @@
 #include "store_check.h"
 
 #include "failure.h"
+#include "standard_streams.h"
 #include "tally.h"
 #include "trove/client.h"
 
@@ -37,6 +38,12 @@ void runCheck(const GlobalOptions& global, const CheckArgs& args, Output& output
   const std::string& file = global.store;
   const std::string op = args.repair ? "check --repair" : "check";
   attribute(file, op, [&] {
+    if (isStandardStream(file)) {
+      // A stream has no files beside it to inspect or repair: only the load counts.
+      Store store = openForReading(file, global.settings);
+      output.results << displayPath(file) << ": " << describe(tally(store.root())) << '\n';
+      return;
+    }
     if (args.repair) {
       const StoreRepair repair = repairStoreFiles(file, global.settings.lockWait);
       if (!repair.restoredFrom.empty()) {
