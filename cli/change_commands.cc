@@ -54,10 +54,9 @@ void runSet(const GlobalOptions& global, const SetArgs& args, Output& output) {
                           ", not " + args.type + "; give that type, or --retype to replace it",
                       kExitUsage);
       }
-      // The replaced value moves to the end of its key's value list.
-      key.remove(args.name);
     }
-    key.setText(args.name, type, args.value, rules);
+    // Replacing moves a retyped value to the end of its key's value list.
+    key.replaceText(args.name, type, args.value, rules);
     store.commit();
   });
 }
