@@ -148,8 +148,7 @@ void defineChangeCommands(CLI::App& app, Invocation& in) {
       "character outside the Basic Multilingual Plane in a tWSTRING) is set with a warning.\n"
       "An existing value of another type is refused unless --retype. Missing keys are created,\n"
       "and so is a missing store file (in an existing directory). Put -- before a VALUE such\n"
-      "as -5.\n\nTypes: " +
-      valueTypeNames());
+      "as -5. An unknown TYPE is refused with the list of type names.");
   set->callback([&in, setArgs] {
     in.command = [&in, setArgs](Output& out) { runSet(in.global, *setArgs, out); };
   });

@@ -491,13 +491,14 @@ TEST_F(CliTest, VersionAndAMissingModule) {
 
   EXPECT_EQ(missing.status, 3);
   EXPECT_EQ(lineCount(missing.err), 1u) << missing.err;
-  for (const std::string& part : {std::string("trove: cannot find the trove module"),
-                                  (lib / "libtrove_registry.so").string(),
-                                  (lib / "trove" / "libtrove_registry.so").string(),
-                                  std::string("TROVE_MODULE_PATH is not set")}) {
+  for (const std::string& part :
+       {std::string("trove: cannot find the trove module"), (lib / "libtrove_registry.so").string(),
+        (lib / "trove" / "libtrove_registry.so").string(),
+        std::string("TROVE_MODULE_PATH is not set")}) {
     EXPECT_NE(missing.err.find(part), std::string::npos) << missing.err;
   }
   EXPECT_EQ(entries(), (std::set<std::string>{"lib"}));
+}
 
 TEST_F(CliTest, SetTakesOnlyStrictTextsOfTheStoredType) {
   writeSample();
