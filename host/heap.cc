@@ -85,7 +85,7 @@ static_assert(sizeof(Header) == 32 && alignof(std::max_align_t) >= 16,
 // Ties the header to its address, holder and size: a stale or made-up
 // pointer matches by chance once in 2^31. Reads what may be no header at all
 // (see liveHeader), so the sanitizer must not stop it.
-__attribute__((no_sanitize("address"))) uint32_t canaryOf(const Header* header) {
+__attribute__((no_sanitize("address", "thread"))) uint32_t canaryOf(const Header* header) {
   uint64_t x = reinterpret_cast<uintptr_t>(header) ^
                (reinterpret_cast<uintptr_t>(header->holder) << 7) ^ (uint64_t{header->size} << 32) ^
                0x9E3779B97F4A7C15u;
@@ -166,7 +166,7 @@ HostHeap::Holder* HostHeap::findOrAdd(const void* holder) {
 
 // The header of a live block, or null. Reading in front of a pointer that is
 // not a block is what this check is for, so the sanitizer must not stop it.
-__attribute__((no_sanitize("address"))) HostHeap::BlockHeader* HostHeap::liveHeader(
+__attribute__((no_sanitize("address", "thread"))) HostHeap::BlockHeader* HostHeap::liveHeader(
     const void* block) {
   if (reinterpret_cast<uintptr_t>(block) % 16 != 0 || startsPage(block)) return nullptr;
   auto* header = const_cast<Header*>(static_cast<const Header*>(block) - 1);
