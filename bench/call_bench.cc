@@ -28,9 +28,8 @@ using trove::host::Object;
 
 constexpr int kSampledKeys = 32;
 constexpr int kColumns = 5;
-const char* const kColumnNames[kColumns] = {
-    "GetValue ns", "SetValue ns", "OpenKey, 3 segments ns", "subkey by index ns",
-    "value by index ns"};
+const char* const kColumnNames[kColumns] = {"GetValue ns", "SetValue ns", "OpenKey, 3 segments ns",
+                                            "subkey by index ns", "value by index ns"};
 
 struct CallReport {
   double load = -1;  // seconds
@@ -131,17 +130,16 @@ void measureCalls(int keys, const Shape& shape, ReportChannel& out) {
     uint32_t width = sample.place.width;
     return nanosecondsPerCall([&] {
       width ^= 1;  // a change every time
-      object.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, sample.key, "Width",
-                                 uint32_t{TROVE_TDWORD}, static_cast<const void*>(&width),
-                                 uint32_t{sizeof width}, 0u);
+      object.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, sample.key, "Width", uint32_t{TROVE_TDWORD},
+                                 static_cast<const void*>(&width), uint32_t{sizeof width}, 0u);
     });
   });
   // Closing is left out of the time: the opened keys are closed afterwards.
   column(2, [&](SampledKey& sample) {
     const double ns = nanosecondsPerCall([&] {
       uint64_t key = TROVE_INVALID_KEY;
-      object.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &key, uint64_t{0},
-                                sample.place.path.c_str(), 0u);
+      object.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &key, uint64_t{0}, sample.place.path.c_str(),
+                                0u);
       opened.push_back(key);
     });
     closeOpened();
@@ -165,8 +163,7 @@ void measureCalls(int keys, const Shape& shape, ReportChannel& out) {
                                             sample.key, 1u, buffer, uint32_t{sizeof buffer});
       type = 0;
       object.call<TroveGetValueByIndex>(TROVE_SLOT_GET_VALUE_BY_INDEX, &required, sample.key, 1u,
-                                        &type, static_cast<void*>(buffer),
-                                        uint32_t{sizeof buffer});
+                                        &type, static_cast<void*>(buffer), uint32_t{sizeof buffer});
     });
   });
 }
@@ -189,10 +186,11 @@ int run(const Options& options) {
     sizes = options.quick ? std::vector<int>{100, 10000, 100000}
                           : std::vector<int>{100, 10000, 100000, 1000000};
   }
-  std::printf("\n## Single calls through the binary interface\n\n"
-              "Median over %d keys spread through the store; each call timed over about "
-              "100 µs of repeats; plain malloc-backed host; a budget of %s s per store size.\n\n",
-              kSampledKeys, format(options.budget, 0).c_str());
+  std::printf(
+      "\n## Single calls through the binary interface\n\n"
+      "Median over %d keys spread through the store; each call timed over about "
+      "100 µs of repeats; plain malloc-backed host; a budget of %s s per store size.\n\n",
+      kSampledKeys, format(options.budget, 0).c_str());
   std::printf("| store | MB | load s |");
   for (const char* name : kColumnNames) std::printf(" %s |", name);
   std::printf("\n|---:|---:|---:|");
@@ -207,23 +205,22 @@ int run(const Options& options) {
     const Shape shape = callStore(keys);
     titles.push_back(shape.title);
     CallReport report;
-    const ChildOutcome outcome = runInChild(options.budget, &report, sizeof report,
-                                            [&](ReportChannel& out) {
-                                              measureCalls(keys, shape, out);
-                                            });
+    const ChildOutcome outcome =
+        runInChild(options.budget, &report, sizeof report,
+                   [&](ReportChannel& out) { measureCalls(keys, shape, out); });
     const std::string skipped = "skipped: > " + format(options.budget, 0) + " s";
-    const std::string missing = outcome.timedOut             ? skipped
-                                : !outcome.failure.empty()   ? outcome.failure
-                                : report.error[0]            ? std::string(report.error)
-                                                             : std::string("—");
+    const std::string missing = outcome.timedOut           ? skipped
+                                : !outcome.failure.empty() ? outcome.failure
+                                : report.error[0]          ? std::string(report.error)
+                                                           : std::string("—");
     if (!outcome.failure.empty()) ++failures;
     const double megabytes = static_cast<double>(shape.text.size()) / 1e6;
-    std::printf("| %s | %s | %s |", shape.title.c_str(),
-                format(megabytes, megabytes < 1 ? 2 : 1).c_str(),
-                outcome.gotReport && report.load >= 0 ? format(report.load, 2).c_str()
-                                                      : missing.c_str());
+    std::printf(
+        "| %s | %s | %s |", shape.title.c_str(), format(megabytes, megabytes < 1 ? 2 : 1).c_str(),
+        outcome.gotReport && report.load >= 0 ? format(report.load, 2).c_str() : missing.c_str());
     for (double ns : report.ns) {
-      std::printf(" %s |", outcome.gotReport && ns >= 0 ? nanoseconds(ns).c_str() : missing.c_str());
+      std::printf(" %s |",
+                  outcome.gotReport && ns >= 0 ? nanoseconds(ns).c_str() : missing.c_str());
     }
     std::printf("\n");
     std::fflush(stdout);

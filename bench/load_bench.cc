@@ -26,7 +26,7 @@ namespace trove_bench {
 namespace {
 
 struct LoadReport {
-  int reps = 0;  // complete rounds of parse, walk (and save)
+  int reps = 0;                                        // complete rounds of parse, walk (and save)
   double parse = -1, walk = -1, load = -1, save = -1;  // best seconds
   bool refused = false;
   Tally tally;
@@ -172,7 +172,8 @@ void printShape(const Shape& shape, const std::vector<Row>& rows, const Options&
       retained = mebibytes(r.retainedKb);
       perFile = number(static_cast<double>(r.retainedKb) * 1024.0 /
                            static_cast<double>(shape.text.size()),
-                       2) + "×";
+                       2) +
+                "×";
     }
     if (complete) {
       load = milliseconds(r.load);
@@ -238,16 +239,16 @@ std::optional<Shape> makeShape(const std::string& id) {
 int run(const Options& options) {
   std::vector<LoaderKind> kinds;
   for (LoaderKind& kind : loaderKinds()) {
-    if (options.libraries.empty() ||
-        std::find(options.libraries.begin(), options.libraries.end(), kind.name) !=
-            options.libraries.end()) {
+    if (options.libraries.empty() || std::find(options.libraries.begin(), options.libraries.end(),
+                                               kind.name) != options.libraries.end()) {
       kinds.push_back(std::move(kind));
     }
   }
-  std::printf("## Load and save\n\nEach step's time is its best of up to 100 rounds (at least %s s "
-              "or 3 rounds, within a budget of %s s per library and store); load = parse + walk. "
-              "MB = 10^6 bytes.\n\n",
-              number(options.minTime, 1).c_str(), number(options.budget, 0).c_str());
+  std::printf(
+      "## Load and save\n\nEach step's time is its best of up to 100 rounds (at least %s s "
+      "or 3 rounds, within a budget of %s s per library and store); load = parse + walk. "
+      "MB = 10^6 bytes.\n\n",
+      number(options.minTime, 1).c_str(), number(options.budget, 0).c_str());
   for (const LoaderKind& kind : kinds) {
     std::printf("- %s: %s\n", kind.name.c_str(), kind.note.c_str());
   }
@@ -261,8 +262,9 @@ int run(const Options& options) {
     std::vector<Row> rows;
     for (const LoaderKind& kind : kinds) {
       Row row{&kind, {}, {}};
-      row.outcome = runInChild(options.budget, &row.report, sizeof row.report,
-                               [&](ReportChannel& out) { measureLoads(kind, *shape, options, out); });
+      row.outcome =
+          runInChild(options.budget, &row.report, sizeof row.report,
+                     [&](ReportChannel& out) { measureLoads(kind, *shape, options, out); });
       if (!row.outcome.failure.empty()) ++failures;
       rows.push_back(row);
     }

@@ -19,7 +19,8 @@ namespace {
 using trove::host::Object;
 
 void check(int32_t code, const char* what) {
-  if (code < 0) throw std::runtime_error(std::string(what) + ": " + trove::host::formatResult(code));
+  if (code < 0)
+    throw std::runtime_error(std::string(what) + ": " + trove::host::formatResult(code));
 }
 
 class TroveRawLoader : public Loader {
@@ -52,10 +53,9 @@ class TroveRawLoader : public Loader {
       check(object_.call<TroveGetKeyCount>(TROVE_SLOT_GET_KEY_COUNT, &count, key), "key count");
       for (uint32_t i = 0; i < count; ++i) {
         uint32_t required = 0;
-        while (object_.call<TroveGetKeyNameByIndex>(TROVE_SLOT_GET_KEY_NAME_BY_INDEX, &required,
-                                                    key, i, name_.data(),
-                                                    static_cast<uint32_t>(name_.size()), 0u) ==
-               errBufferTooSmall) {
+        while (object_.call<TroveGetKeyNameByIndex>(
+                   TROVE_SLOT_GET_KEY_NAME_BY_INDEX, &required, key, i, name_.data(),
+                   static_cast<uint32_t>(name_.size()), 0u) == errBufferTooSmall) {
           name_.resize(required);
         }
         tally.key(name_.data());
@@ -72,8 +72,8 @@ class TroveRawLoader : public Loader {
   bool canSave() const override { return true; }
   size_t save(const Shape& shape) override {
     uint64_t key = TROVE_INVALID_KEY;
-    check(object_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &key, uint64_t{0},
-                                     shape.dwordKey.c_str(), 0u),
+    check(object_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &key, uint64_t{0}, shape.dwordKey.c_str(),
+                                     0u),
           "open key");
     // Another number and back: the store is changed, its text is not.
     for (const uint32_t number : {shape.dwordValue + 1, shape.dwordValue}) {
@@ -95,14 +95,12 @@ class TroveRawLoader : public Loader {
  private:
   void readValues(Tally& tally, uint64_t key) {
     uint32_t count = 0;
-    check(object_.call<TroveGetValueCount>(TROVE_SLOT_GET_VALUE_COUNT, &count, key),
-          "value count");
+    check(object_.call<TroveGetValueCount>(TROVE_SLOT_GET_VALUE_COUNT, &count, key), "value count");
     for (uint32_t i = 0; i < count; ++i) {
       uint32_t required = 0;
-      while (object_.call<TroveGetValueNameByIndex>(TROVE_SLOT_GET_VALUE_NAME_BY_INDEX, &required,
-                                                    key, i, name_.data(),
-                                                    static_cast<uint32_t>(name_.size())) ==
-             errBufferTooSmall) {
+      while (object_.call<TroveGetValueNameByIndex>(
+                 TROVE_SLOT_GET_VALUE_NAME_BY_INDEX, &required, key, i, name_.data(),
+                 static_cast<uint32_t>(name_.size())) == errBufferTooSmall) {
         name_.resize(required);
       }
       uint32_t type = 0;

@@ -33,9 +33,9 @@ class Loader {
 };
 
 struct LoaderKind {
-  std::string name;  // as in the tables and for --libraries
-  std::string note;  // one line for the key under the tables
-  bool troveSide;    // trove's save must give back the input byte for byte
+  std::string name;           // as in the tables and for --libraries
+  std::string note;           // one line for the key under the tables
+  bool troveSide;             // trove's save must give back the input byte for byte
   bool walksInParse = false;  // SAX: the walk happens during the parse
   bool checkable = true;      // has a tally to compare with pugixml's
   std::function<std::unique_ptr<Loader>()> make;

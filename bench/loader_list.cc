@@ -9,8 +9,8 @@ std::vector<LoaderKind> loaderKinds() {
   kinds.push_back({"pugixml", "pugixml 1.13, DOM", false, false, true, makePugixmlLoader});
   kinds.push_back({"tinyxml2", "tinyxml2 9, DOM", false, false, true, makeTinyxml2Loader});
 #ifdef TROVE_BENCH_LIBXML2
-  kinds.push_back({"libxml2", "libxml2 2.9, DOM (xmlReadMemory)", false, false, true,
-                   makeLibxml2Loader});
+  kinds.push_back(
+      {"libxml2", "libxml2 2.9, DOM (xmlReadMemory)", false, false, true, makeLibxml2Loader});
 #endif
 #ifdef TROVE_BENCH_EXPAT
   kinds.push_back({"expat", "expat 2.5, SAX: values are read in the callbacks", false, true, true,

@@ -35,12 +35,23 @@ class Random {
 void appendEscaped(std::string& out, std::string_view text) {
   for (char c : text) {
     switch (c) {
-      case '"': out += "&quot;"; break;
-      case '&': out += "&amp;"; break;
-      case '\'': out += "&apos;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      default: out += c;
+      case '"':
+        out += "&quot;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '\'':
+        out += "&apos;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      default:
+        out += c;
     }
   }
 }
@@ -128,7 +139,7 @@ class SiblingNames {
 };
 
 const char* const kSectionWords[] = {
-    "Application", "Components", "Profiles", "Network", "Plugins",   "Devices",  "Interface",
+    "Application", "Components", "Profiles", "Network",  "Plugins",   "Devices",  "Interface",
     "Updates",     "Logging",    "Storage",  "Security", "Scheduler", "Accounts", "Sync",
     "Printing",    "Editor",     "Search",   "Backup",   "Telemetry", "Locale"};
 const char* const kKeyWords[] = {
@@ -142,23 +153,22 @@ const char* const kValueWords[] = {
     "Token",    "Version", "Count",    "Size",    "Mode",     "Level",    "Interval", "Format",
     "Title",    "Caption", "Encoding", "Order",   "Priority", "Checksum", "Modified", "Created",
     "UserName", "Comment", "Pattern",  "Command", "Locale",   "Ratio",    "Offset",   "Limit"};
-const char* const kDirectories[] = {"home/user/.config", "var/lib",  "opt/suite", "usr/share",
+const char* const kDirectories[] = {"home/user/.config", "var/lib",   "opt/suite", "usr/share",
                                     "srv/data",          "tmp/cache", "etc/app"};
 const char* const kFiles[] = {"settings.conf", "cache.db",    "layout.xml", "recent.list",
                               "report.pdf",    "archive.zip", "notes.txt",  "image_0042.png"};
-const char* const kPhrases[] = {
-    "Open recent files",
-    "Save & close",
-    "Größe der Schrift",
-    "Résumé des paramètres",
-    "Show \"hidden\" files",
-    "Tom's workspace",
-    "a < b > c",
-    "日本語の設定",
-    "Ошибка соединения",
-    "Default profile",
-    "Compact view — two columns",
-    ""};
+const char* const kPhrases[] = {"Open recent files",
+                                "Save & close",
+                                "Größe der Schrift",
+                                "Résumé des paramètres",
+                                "Show \"hidden\" files",
+                                "Tom's workspace",
+                                "a < b > c",
+                                "日本語の設定",
+                                "Ошибка соединения",
+                                "Default profile",
+                                "Compact view — two columns",
+                                ""};
 const char* const kHosts[] = {"example.com", "intranet.local", "cdn.example.org",
                               "mail.example.net"};
 
@@ -176,12 +186,11 @@ std::string urlText(Random& random) {
 std::string guidText(Random& random) {
   const uint64_t a = random.next(), b = random.next();
   char text[48];
-  std::snprintf(text, sizeof text, "{%08llX-%04llX-%04llX-%04llX-%012llX}",
-                static_cast<unsigned long long>(a >> 32),
-                static_cast<unsigned long long>((a >> 16) & 0xFFFF),
-                static_cast<unsigned long long>(a & 0xFFFF),
-                static_cast<unsigned long long>(b >> 48),
-                static_cast<unsigned long long>(b & 0xFFFFFFFFFFFFull));
+  std::snprintf(
+      text, sizeof text, "{%08llX-%04llX-%04llX-%04llX-%012llX}",
+      static_cast<unsigned long long>(a >> 32), static_cast<unsigned long long>((a >> 16) & 0xFFFF),
+      static_cast<unsigned long long>(a & 0xFFFF), static_cast<unsigned long long>(b >> 48),
+      static_cast<unsigned long long>(b & 0xFFFFFFFFFFFFull));
   return text;
 }
 

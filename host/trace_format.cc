@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "trace_directive.h"
-#include "trove/result_messages.h"
 #include "trove/host/trace.h"
+#include "trove/result_messages.h"
 
 namespace trove::host {
 namespace {

@@ -10,9 +10,9 @@
 #include <string>
 
 #include "in_process_store.h"
-#include "support/fault_injecting_platform.h"
 #include "platform/platform.h"
 #include "store_files.h"
+#include "support/fault_injecting_platform.h"
 #include "trove/abi.h"
 #include "trove/host.h"
 #include "trove/result_codes.h"

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "base/case_folding.h"
 #include "trove/abi.h"
 #include "trove/host/heap.h"
-#include "base/case_folding.h"
 #include "trove/result_codes.h"
 #include "xml/path_segments.h"
 #include "xml/xml_tree.h"
@@ -725,8 +725,8 @@ TEST_F(ElementTreeTest, AllocationFailuresKeepEarlierKeys) {
 // appends and removals at the front, middle and end.
 TEST_F(ElementTreeTest, IndexedListsAnswerLikeAScanThroughTwinsAndRemovals) {
   const char* names[] = {"k0", "K0", "k1", "STRASSE", "straße", "k2", "noname", "k3"};
-  std::vector<XmlNode*> keys;        // model of root's child list
-  std::vector<std::string> values;   // model of root's value names
+  std::vector<XmlNode*> keys;       // model of root's child list
+  std::vector<std::string> values;  // model of root's value names
   unsigned seed = 7;
   auto next = [&seed](unsigned bound) {
     seed = seed * 1103515245u + 12345u;
@@ -789,7 +789,8 @@ TEST_F(ElementTreeTest, IndexedListsAnswerLikeAScanThroughTwinsAndRemovals) {
     }
     // Forwards, backwards and from the middle, as callers walk.
     for (uint32_t i = 0; i < keys.size(); ++i) ASSERT_EQ(root->childAt(i), keys[i]) << step;
-    for (uint32_t i = static_cast<uint32_t>(keys.size()); i-- > 0;) ASSERT_EQ(root->childAt(i), keys[i]);
+    for (uint32_t i = static_cast<uint32_t>(keys.size()); i-- > 0;)
+      ASSERT_EQ(root->childAt(i), keys[i]);
     for (uint32_t i = 0; i < values.size(); ++i) ASSERT_EQ(root->valueNameAt(i), values[i]);
     for (XmlNode* key : keys) ASSERT_EQ(doc.resolveKey(key), key);
   }

@@ -10,11 +10,11 @@
 #include <cstdint>
 #include <string>
 
-#include "services/host_services.h"
 #include "frame/lifecycle.h"
-#include "object/properties_map.h"
 #include "frame/property_accessors.h"
+#include "object/properties_map.h"
 #include "registry/registry_methods.h"
+#include "services/host_services.h"
 #include "storage/store_file.h"
 #include "trove/abi.h"
 #include "trove/host.h"

@@ -132,8 +132,8 @@ TEST(KillTrialsTest, AKilledSaveLeavesTheOldOrTheNewValue) {
     const std::string now = std::to_string(value);
     ASSERT_EQ(status, 0) << "trial " << trial << " (seed " << seed << "): get failed after a kill";
     ASSERT_TRUE(text == old || text == now)
-        << "trial " << trial << " (seed " << seed << "): " << text << ", expected " << old
-        << " or " << now;
+        << "trial " << trial << " (seed " << seed << "): " << text << ", expected " << old << " or "
+        << now;
     old = text;
   }
   // How many kills hit a running save depends on the machine's load; it is

@@ -92,9 +92,9 @@ class ThreadsTest : public RegistryTest {
       EXPECT_EQ(stringValue(shared_, "greeting"), "hello");
       uint64_t copy = TROVE_INVALID_KEY;
       const std::string copyPath = mine + "/c" + std::to_string(j);
-      ASSERT_GE(copies_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &copy, uint64_t{0},
-                                           copyPath.c_str(), 1u),
-                0);
+      ASSERT_GE(
+          copies_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &copy, uint64_t{0}, copyPath.c_str(), 1u),
+          0);
       EXPECT_EQ(object_.call<TroveCopyKey>(TROVE_SLOT_COPY_KEY, shared_, copies_.get(), copy),
                 errOk);
     }
@@ -133,13 +133,14 @@ TEST_F(ThreadsTest, EightThreadsOnOneLockedObjectLeaveAnExactState) {
     for (uint32_t j = 0; j < kRounds; ++j) {
       const std::string path = mine + "/c" + std::to_string(j);
       uint64_t copy = TROVE_INVALID_KEY, inner = TROVE_INVALID_KEY;
-      ASSERT_EQ(copies_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &copy, uint64_t{0}, path.c_str(), 0u),
-                errOk);
+      ASSERT_EQ(
+          copies_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &copy, uint64_t{0}, path.c_str(), 0u),
+          errOk);
       ASSERT_EQ(copies_.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &inner, copy, "inner", 0u), errOk);
       uint32_t n = 0, type = TROVE_TDWORD, required = 0;
-      EXPECT_EQ(copies_.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, &required, inner, "n", &type, &n,
-                                            4u),
-                errOk);
+      EXPECT_EQ(
+          copies_.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, &required, inner, "n", &type, &n, 4u),
+          errOk);
       EXPECT_EQ(n, 7u);
     }
   }

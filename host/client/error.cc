@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "trove/result_messages.h"
 #include "trove/result_codes.h"
+#include "trove/result_messages.h"
 
 namespace trove {
 

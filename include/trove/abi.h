@@ -117,11 +117,13 @@ typedef struct TrovePropertyDescriptor TrovePropertyDescriptor;
 // flags 0. The tables are module-wide and stay valid while the module is
 // loaded; the host may keep the pointers but must not write through them.
 // A negative result refuses the registration.
-typedef int32_t (*TroveRegisterInterface)(
-    void* root, uint32_t iid, uint32_t pluginId, uint32_t subtype, uint32_t version,
-    uint32_t vendorId, void** internalTable, uint32_t internalCount, void** methodTable,
-    uint32_t methodCount, const TrovePropertyDescriptor* propertyTable, uint32_t propertyCount,
-    uint32_t dataSize, uint32_t flags);
+typedef int32_t (*TroveRegisterInterface)(void* root, uint32_t iid, uint32_t pluginId,
+                                          uint32_t subtype, uint32_t version, uint32_t vendorId,
+                                          void** internalTable, uint32_t internalCount,
+                                          void** methodTable, uint32_t methodCount,
+                                          const TrovePropertyDescriptor* propertyTable,
+                                          uint32_t propertyCount, uint32_t dataSize,
+                                          uint32_t flags);
 
 // Stores the address of the host function selected by (first,
 // functionNumber, second) in *cell, or leaves *cell null when the host has
@@ -187,8 +189,7 @@ typedef int32_t (*TroveHostTrace)(void* object, uint32_t level, const char* form
 // is freed when the call returns: the host copies it. The result is the
 // result of the GetValue call that asked for it.
 typedef int32_t (*TroveHostStringAssign)(void* stringObject, uint32_t a, uint32_t b,
-                                         const void* data, uint32_t sizeBytes,
-                                         uint32_t codePage);
+                                         const void* data, uint32_t sizeBytes, uint32_t codePage);
 
 // A string object begins with its UTF-16 characters and their count.
 // Values are exchanged with one by passing its address as the buffer and
@@ -262,8 +263,8 @@ typedef int32_t (*TroveOnClose)(void* object);
 // used or needed (each property says which), `propertyId` is not looked at,
 // `buffer` and `size` carry the value. Accessors take no lock and trace
 // their call at TROVE_TRACE_CALL.
-typedef int32_t (*TroveAccessor)(void* object, uint32_t* outSize, uint32_t propertyId,
-                                 void* buffer, uint32_t size);
+typedef int32_t (*TroveAccessor)(void* object, uint32_t* outSize, uint32_t propertyId, void* buffer,
+                                 uint32_t size);
 
 // One property. A property id carries its TroveTypeId in bits 20-27 and a
 // property number in bits 0-19; bits 28-31 (2 or 3) are the host's.
@@ -459,9 +460,8 @@ typedef int32_t (*TroveGetValue)(void* obj, uint32_t* required, uint64_t key, co
                                  uint32_t* type, void* buffer, uint32_t size);
 // Shared. As GetValue, for value `index` of `key`, without the "noname"
 // redirection.
-typedef int32_t (*TroveGetValueByIndex)(void* obj, uint32_t* required, uint64_t key,
-                                        uint32_t index, uint32_t* type, void* buffer,
-                                        uint32_t size);
+typedef int32_t (*TroveGetValueByIndex)(void* obj, uint32_t* required, uint64_t key, uint32_t index,
+                                        uint32_t* type, void* buffer, uint32_t size);
 // Shared. The name of value `index` of `key` by the copy-out rule, the need
 // counting the NUL. Past the last value the need is 0 and the result errOk.
 // errInvalidKey with *required 0.
@@ -596,17 +596,53 @@ typedef int32_t (*TroveIoComplete)(void* io);
 // exchanged with GetValue and SetValue.
 
 enum TroveTypeIds {
-  TROVE_TVOID = 1, TROVE_TBYTE = 2, TROVE_TWORD = 3, TROVE_TDWORD = 4, TROVE_TQWORD = 5,
-  TROVE_TBOOL = 6, TROVE_TCHAR = 7, TROVE_TWCHAR = 8, TROVE_TSTRING = 9, TROVE_TWSTRING = 10,
-  TROVE_TERROR = 11, TROVE_TPTR = 12, TROVE_TINT = 13, TROVE_TUINT = 14, TROVE_TSBYTE = 15,
-  TROVE_TSHORT = 17, TROVE_TLONG = 18, TROVE_TLONGLONG = 19, TROVE_TIID = 20, TROVE_TPID = 21,
-  TROVE_TORIG_ID = 22, TROVE_TOS_ID = 23, TROVE_TVID = 24, TROVE_TPROPID = 25,
-  TROVE_TVERSION = 26, TROVE_TCODEPAGE = 27, TROVE_TLCID = 28, TROVE_TDATA = 29,
-  TROVE_TDATETIME = 30, TROVE_TFUNC_PTR = 31, TROVE_TDOUBLE = 32, TROVE_TBINARY = 48,
-  TROVE_TIFACEPTR = 49, TROVE_TOBJECT = 50, TROVE_TEXPORT = 51, TROVE_TIMPORT = 52,
-  TROVE_TTRACE_LEVEL = 53, TROVE_TTYPE_ID = 54, TROVE_TVECTOR = 55, TROVE_TSTRING_OBJ = 56,
-  TROVE_TSERIALIZABLE = 57, TROVE_TBUFFER = 58, TROVE_TSTR_DSC = 59, TROVE_TSIZE_T = 60,
-  TROVE_TIMPL_ID = 61, TROVE_TMSG_ID = 62, TROVE_TMSGCLS_ID = 63
+  TROVE_TVOID = 1,
+  TROVE_TBYTE = 2,
+  TROVE_TWORD = 3,
+  TROVE_TDWORD = 4,
+  TROVE_TQWORD = 5,
+  TROVE_TBOOL = 6,
+  TROVE_TCHAR = 7,
+  TROVE_TWCHAR = 8,
+  TROVE_TSTRING = 9,
+  TROVE_TWSTRING = 10,
+  TROVE_TERROR = 11,
+  TROVE_TPTR = 12,
+  TROVE_TINT = 13,
+  TROVE_TUINT = 14,
+  TROVE_TSBYTE = 15,
+  TROVE_TSHORT = 17,
+  TROVE_TLONG = 18,
+  TROVE_TLONGLONG = 19,
+  TROVE_TIID = 20,
+  TROVE_TPID = 21,
+  TROVE_TORIG_ID = 22,
+  TROVE_TOS_ID = 23,
+  TROVE_TVID = 24,
+  TROVE_TPROPID = 25,
+  TROVE_TVERSION = 26,
+  TROVE_TCODEPAGE = 27,
+  TROVE_TLCID = 28,
+  TROVE_TDATA = 29,
+  TROVE_TDATETIME = 30,
+  TROVE_TFUNC_PTR = 31,
+  TROVE_TDOUBLE = 32,
+  TROVE_TBINARY = 48,
+  TROVE_TIFACEPTR = 49,
+  TROVE_TOBJECT = 50,
+  TROVE_TEXPORT = 51,
+  TROVE_TIMPORT = 52,
+  TROVE_TTRACE_LEVEL = 53,
+  TROVE_TTYPE_ID = 54,
+  TROVE_TVECTOR = 55,
+  TROVE_TSTRING_OBJ = 56,
+  TROVE_TSERIALIZABLE = 57,
+  TROVE_TBUFFER = 58,
+  TROVE_TSTR_DSC = 59,
+  TROVE_TSIZE_T = 60,
+  TROVE_TIMPL_ID = 61,
+  TROVE_TMSG_ID = 62,
+  TROVE_TMSGCLS_ID = 63
 };
 
 // Trace levels: the lower, the more serious.

@@ -122,8 +122,8 @@ bool namesEqualFrom(const uint8_t* a, const uint8_t* aEnd, const uint8_t* b) {
   }
   const char* restA = reinterpret_cast<const char*>(a);
   const char* restB = reinterpret_cast<const char*>(b);
-  Utf8Reader readerA = aEnd != nullptr ? Utf8Reader(restA, static_cast<std::size_t>(aEnd - a))
-                                       : Utf8Reader(restA);
+  Utf8Reader readerA =
+      aEnd != nullptr ? Utf8Reader(restA, static_cast<std::size_t>(aEnd - a)) : Utf8Reader(restA);
   return foldedEqual(FoldedReader(readerA), FoldedReader(Utf8Reader(restB)));
 }
 
@@ -145,14 +145,13 @@ bool namesEqual(const char* a, std::size_t aLength, const char* b) {
 uint32_t foldedNameHash(const char* name, std::size_t length) {
   // FNV-1a over the folded code points; ASCII bytes fold without the table.
   uint32_t hash = 2166136261u;
-  auto mix = [&hash](uint32_t codePoint) {
-    hash = (hash ^ codePoint) * 16777619u;
-  };
+  auto mix = [&hash](uint32_t codePoint) { hash = (hash ^ codePoint) * 16777619u; };
   const uint8_t* p = bytesOf(name);
   const uint8_t* end = p + (name != nullptr ? length : 0);
   while (p < end && *p < 0x80) mix(asciiFolded(*p++));
   if (p == end) return hash;
-  FoldedReader rest(Utf8Reader(reinterpret_cast<const char*>(p), static_cast<std::size_t>(end - p)));
+  FoldedReader rest(
+      Utf8Reader(reinterpret_cast<const char*>(p), static_cast<std::size_t>(end - p)));
   while (!rest.atEnd()) mix(rest.next());
   return hash;
 }

@@ -2,9 +2,9 @@
 // hands over its root object and receives the Registry interface's tables.
 #include <cstdint>
 
-#include "services/host_services.h"
 #include "frame/lifecycle.h"
 #include "frame/property_accessors.h"
+#include "services/host_services.h"
 #include "trove/abi.h"
 #include "trove/result_codes.h"
 

@@ -4,9 +4,9 @@
 
 #include <new>
 
-#include "services/host_services.h"
 #include "frame/lifecycle.h"
 #include "registry/registry_methods.h"
+#include "services/host_services.h"
 #include "storage/store_file.h"
 #include "trove/result_codes.h"
 

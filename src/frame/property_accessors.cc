@@ -8,10 +8,10 @@
 
 #include "base/exceptions.h"
 #include "base/result_messages.h"
-#include "types/copy_out.h"
-#include "services/host_services.h"
 #include "object/properties_map.h"
+#include "services/host_services.h"
 #include "trove/result_codes.h"
+#include "types/copy_out.h"
 
 namespace trove {
 

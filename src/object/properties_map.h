@@ -22,19 +22,19 @@ class PropertiesMap {
   void* hostWord;
 
   // Data area.
-  XmlDocument document;            // 0
-  uint32_t readOnly;               // 24
-  uint32_t reserved1002;           // 28
-  uint32_t reserved1003;           // 32
-  uint32_t saveOnClose;            // 36
-  oru::wstring_t name;             // 40: the store file path, UTF-16
-  char* pendingRootPoint;          // 88: root point to apply once loaded
-  uint32_t openFlags;              // 96
-  void* storeIo;                   // 104
-  uint32_t useLocking;             // 112
-  uint8_t backupMode;              // 116
-  RwLock lock;                     // 120
-  std::atomic<uint32_t> changed;   // whether flush has anything to write
+  XmlDocument document;           // 0
+  uint32_t readOnly;              // 24
+  uint32_t reserved1002;          // 28
+  uint32_t reserved1003;          // 32
+  uint32_t saveOnClose;           // 36
+  oru::wstring_t name;            // 40: the store file path, UTF-16
+  char* pendingRootPoint;         // 88: root point to apply once loaded
+  uint32_t openFlags;             // 96
+  void* storeIo;                  // 104
+  uint32_t useLocking;            // 112
+  uint8_t backupMode;             // 116
+  RwLock lock;                    // 120
+  std::atomic<uint32_t> changed;  // whether flush has anything to write
 
   static PropertiesMap* from(void* object) { return static_cast<PropertiesMap*>(object); }
   bool loaded() const { return document.root() != nullptr; }
@@ -42,7 +42,8 @@ class PropertiesMap {
 };
 
 inline constexpr std::size_t kDataAreaOffset = TROVE_HOST_HEADER_SIZE;
-#define TROVE_DATA_OFFSET(member) (offsetof(::trove::PropertiesMap, member) - ::trove::kDataAreaOffset)
+#define TROVE_DATA_OFFSET(member) \
+  (offsetof(::trove::PropertiesMap, member) - ::trove::kDataAreaOffset)
 static_assert(TROVE_DATA_OFFSET(readOnly) == 24);
 static_assert(TROVE_DATA_OFFSET(reserved1002) == 28);
 static_assert(TROVE_DATA_OFFSET(reserved1003) == 32);

@@ -1,7 +1,7 @@
 #include "object/value_check.h"
 
-#include "services/host_services.h"
 #include "object/properties_map.h"
+#include "services/host_services.h"
 #include "types/value_codec.h"
 
 namespace trove {

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "services/host_services.h"
 #include "object/properties_map.h"
+#include "services/host_services.h"
 #include "types/value_codec.h"
 
 namespace trove {

@@ -1,9 +1,9 @@
 // The key methods of the Registry interface: opening, enumerating, naming,
 // counting and deleting keys, and moving the root key.
-#include "types/copy_out.h"
-#include "services/host_services.h"
 #include "registry/method_frame.h"
 #include "registry/registry_methods.h"
+#include "services/host_services.h"
+#include "types/copy_out.h"
 
 namespace trove {
 

@@ -1,10 +1,10 @@
 // The value methods of the Registry interface: reading and writing values in
 // any type, enumerating, counting and deleting them, and emptying the root key.
-#include "types/copy_out.h"
-#include "services/host_services.h"
 #include "registry/method_frame.h"
 #include "registry/registry_methods.h"
 #include "registry/value_transfer.h"
+#include "services/host_services.h"
+#include "types/copy_out.h"
 
 namespace trove {
 

@@ -3,10 +3,10 @@
 #include <cstring>
 
 #include "base/text_conversion.h"
-#include "services/host_services.h"
 #include "object/properties_map.h"
 #include "object/value_check.h"
 #include "registry/host_block.h"
+#include "services/host_services.h"
 #include "types/value_codec.h"
 
 namespace trove {

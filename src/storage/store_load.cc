@@ -8,9 +8,9 @@
 #include <cstring>
 #include <string>
 
-#include "services/host_services.h"
 #include "object/properties_map.h"
 #include "platform/platform.h"
+#include "services/host_services.h"
 #include "storage/store_create.h"
 #include "storage/store_file.h"
 #include "storage/store_names.h"

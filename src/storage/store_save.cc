@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "services/host_services.h"
 #include "object/properties_map.h"
 #include "platform/platform.h"
+#include "services/host_services.h"
 #include "storage/store_file.h"
 #include "storage/store_names.h"
 #include "storage/store_result.h"

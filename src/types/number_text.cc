@@ -144,8 +144,8 @@ uint32_t writeSignedDecimal(int64_t value, char* out) {
 uint32_t formatDouble(double value, char* out) {
   // to_chars with a precision is printf's "%lf" in the C locale, without
   // switching locales around every value.
-  const auto r = std::to_chars(out, out + kDoubleTextCapacity - 1, value,
-                               std::chars_format::fixed, 6);
+  const auto r =
+      std::to_chars(out, out + kDoubleTextCapacity - 1, value, std::chars_format::fixed, 6);
   if (r.ec == std::errc()) {
     *r.ptr = '\0';
     return static_cast<uint32_t>(r.ptr - out);

@@ -101,8 +101,8 @@ class NameIndex {
 
  private:
   struct Slot {
-    Element* first;   // null: free
-    uint64_t twins;   // later elements of the same name
+    Element* first;  // null: free
+    uint64_t twins;  // later elements of the same name
   };
 
   uint32_t slotOf(const char* name, std::size_t length, uint32_t hash) const {

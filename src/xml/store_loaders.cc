@@ -32,7 +32,6 @@ const XmlAttribute* findNameAttribute(const std::vector<XmlAttribute>& list) {
   return nullptr;
 }
 
-
 // A key element whose content is being read, and the node it loads into.
 struct OpenKey {
   XmlNode* node;

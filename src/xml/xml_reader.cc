@@ -13,7 +13,6 @@
 namespace trove {
 namespace {
 
-
 // Byte classes, looked up rather than compared: the reader asks for every byte.
 enum ByteClass : uint8_t {
   kSpace = 1,          // white space between items
@@ -31,10 +30,10 @@ constexpr std::array<uint8_t, 256> kByteClasses = [] {
     // Bytes 0xC0-0xFF that are name characters when read as Latin-1 code points.
     const bool latinLetter = c >= 0xC0 && c != 0xD7 && c != 0xF7;
     const bool attributeName = nameStart || c == '-' || c == '.' || (c >= '0' && c <= '9');
-    classes[c] = static_cast<uint8_t>((space ? kSpace : 0) | (nameStart ? kNameStart : 0) |
-                                      (attributeName ? kAttributeName : 0) |
-                                      (attributeName || c == 0xB7 || latinLetter ? kElementName : 0) |
-                                      (nameStart || latinLetter ? kStartTagByte : 0));
+    classes[c] = static_cast<uint8_t>(
+        (space ? kSpace : 0) | (nameStart ? kNameStart : 0) | (attributeName ? kAttributeName : 0) |
+        (attributeName || c == 0xB7 || latinLetter ? kElementName : 0) |
+        (nameStart || latinLetter ? kStartTagByte : 0));
   }
   return classes;
 }();
@@ -128,7 +127,6 @@ bool appendReference(std::string_view body, std::string& out) {
   }
   return true;
 }
-
 
 }  // namespace
 

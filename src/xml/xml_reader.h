@@ -29,10 +29,10 @@ enum class Scan : uint8_t { Ok, Malformed };
 
 // What readStartTag found.
 enum class TagRead : uint8_t {
-  Tag,        // a start tag was read
-  NoTag,      // something else comes next
-  Text,       // with reportText: character data comes next
-  CData,      // with reportText: a CDATA section comes next
+  Tag,    // a start tag was read
+  NoTag,  // something else comes next
+  Text,   // with reportText: character data comes next
+  CData,  // with reportText: a CDATA section comes next
   Malformed,
 };
 

@@ -81,7 +81,8 @@ int32_t XmlNode::makeValue(const char* name, TypeId type, const void* data, uint
   if (codecBytes == 0) return errOutOfMemory;  // a type without a codec
   if (name == nullptr) return errInvalidArgument;
   const std::size_t length = std::strlen(name);
-  const std::size_t recordAt = (codecBytes + kCodecAlignment - 1) / kCodecAlignment * kCodecAlignment;
+  const std::size_t recordAt =
+      (codecBytes + kCodecAlignment - 1) / kCodecAlignment * kCodecAlignment;
   void* block = treeAlloc(owner, recordAt + sizeof(XmlValue) + length + 1);
   if (block == nullptr) return errOutOfMemory;
   auto* value = new (static_cast<char*>(block) + recordAt) XmlValue();

@@ -5,25 +5,40 @@
 // object must still answer consistently: an enumeration finds exactly the
 // counted keys, and at the end the tree writes, reads back the same, and the
 // destroyed objects leave nothing on the host heap.
-#include "fuzz_support.h"
-#include "services/host_services.h"
 #include "frame/lifecycle.h"
+#include "fuzz_support.h"
 #include "object/properties_map.h"
 #include "registry/registry_methods.h"
+#include "services/host_services.h"
 #include "trove/host.h"
 
 namespace {
 
 using namespace trove;
 
-constexpr const char* kNames[] = {"",    "a",   "A",    "b",      "a/b",   "a\\b", "A/B/c",
-                                  "\xC3\x9F", "SS", "ss", "x/",  "/y",    "a//b",  "\xC3\xA9",
-                                  "\xC3\x89", "noname0", "noname", "![CDATA[", "k\\l/m"};
-constexpr uint32_t kTypes[] = {TROVE_TDWORD,    TROVE_TSTRING, TROVE_TWSTRING, TROVE_TBINARY,
-                               TROVE_TBYTE,     TROVE_TINT,    TROVE_TQWORD,   TROVE_TBOOL,
-                               TROVE_TCHAR,     TROVE_TDOUBLE, TROVE_TSBYTE,   TROVE_TWCHAR,
-                               TROVE_TSTRING_OBJ, TROVE_TVOID, TROVE_TFUNC_PTR, TROVE_TPTR,
-                               0,               16,            63,             200};
+constexpr const char* kNames[] = {
+    "",   "a",  "A",    "b",        "a/b",      "a\\b",    "A/B/c",  "\xC3\x9F", "SS",    "ss",
+    "x/", "/y", "a//b", "\xC3\xA9", "\xC3\x89", "noname0", "noname", "![CDATA[", "k\\l/m"};
+constexpr uint32_t kTypes[] = {TROVE_TDWORD,
+                               TROVE_TSTRING,
+                               TROVE_TWSTRING,
+                               TROVE_TBINARY,
+                               TROVE_TBYTE,
+                               TROVE_TINT,
+                               TROVE_TQWORD,
+                               TROVE_TBOOL,
+                               TROVE_TCHAR,
+                               TROVE_TDOUBLE,
+                               TROVE_TSBYTE,
+                               TROVE_TWCHAR,
+                               TROVE_TSTRING_OBJ,
+                               TROVE_TVOID,
+                               TROVE_TFUNC_PTR,
+                               TROVE_TPTR,
+                               0,
+                               16,
+                               63,
+                               200};
 
 // The host whose root object the module talks to; trace lines are dropped.
 host::Host& quietHost() {
@@ -86,8 +101,10 @@ class Handles {
  public:
   uint64_t pick(Input& in) { return handles_[in.byte() % handles_.size()]; }
   void add(uint64_t handle) {
-    if (handles_.size() < 24) handles_.push_back(handle);
-    else handles_[handle % handles_.size()] = handle;
+    if (handles_.size() < 24)
+      handles_.push_back(handle);
+    else
+      handles_[handle % handles_.size()] = handle;
   }
 
  private:
@@ -167,8 +184,10 @@ void call(Input& in, Object& object, Object& other, Handles& handles, Handles& o
       const void* buffer = type == TROVE_TSTRING_OBJ ? static_cast<const void*>(&string)
                                                      : static_cast<const void*>(data.data());
       const auto size = static_cast<uint32_t>(data.size());
-      if (op == 5) SetValue(obj, key, name.c_str(), type, buffer, size, create);
-      else SetValueByIndex(obj, key, index, type, buffer, size, create);
+      if (op == 5)
+        SetValue(obj, key, name.c_str(), type, buffer, size, create);
+      else
+        SetValueByIndex(obj, key, index, type, buffer, size, create);
       break;
     }
     case 7:
@@ -180,8 +199,10 @@ void call(Input& in, Object& object, Object& other, Handles& handles, Handles& o
       const uint32_t size = in.byte() % sizeof(text);
       if (type == TROVE_TSTRING_OBJ) {
         host::StringObject string;
-        if (op == 7) GetValue(obj, &required, key, name.c_str(), &type, string.get(), 0);
-        else GetValueByIndex(obj, &required, key, index, &type, string.get(), 0);
+        if (op == 7)
+          GetValue(obj, &required, key, name.c_str(), &type, string.get(), 0);
+        else
+          GetValueByIndex(obj, &required, key, index, &type, string.get(), 0);
       } else if (op == 7) {
         GetValue(obj, &required, key, name.c_str(), &type, size ? text : nullptr, size);
       } else {
@@ -262,7 +283,8 @@ void checkWrites(const Object& object) {
   fuzz::Document third;
   fuzz::check(third.parse(again) == errOk, "the rewritten tree does not read back", again);
   std::string last;
-  fuzz::check(third.get().serialize(last) == errOk && last == again, "writing is not stable", again);
+  fuzz::check(third.get().serialize(last) == errOk && last == again, "writing is not stable",
+              again);
 }
 
 }  // namespace

@@ -81,8 +81,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   PropertiesMap* owner = static_cast<PropertiesMap*>(object.get());
   {
     Codec value(owner, type);
-    const int32_t result = fromText ? value->FromText(rest.c_str())
-                                    : value->SetBinary(rest.data(), static_cast<uint32_t>(rest.size()));
+    const int32_t result = fromText
+                               ? value->FromText(rest.c_str())
+                               : value->SetBinary(rest.data(), static_cast<uint32_t>(rest.size()));
     if (type == TROVE_TWCHAR) {
       uint32_t required = 0;
       fuzz::check(value->ToText(nullptr, 0, &required) == errUnspecified, "tWCHAR wrote a text");

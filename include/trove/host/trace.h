@@ -49,7 +49,6 @@ class TraceSink {
   virtual uint32_t maxLevel() const { return kTraceLevelAll; }
 };
 
-
 // Writes "trace <level>: <text>" to standard error for lines whose level is
 // at most maxLevel; the rest is dropped. The default shows errors and
 // warnings and keeps the per-call chatter out.
