@@ -2,11 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <string>
-#include <typeinfo>
-
-#include "trove/result_codes.h"
 
 namespace {
 
@@ -19,22 +15,6 @@ std::u16string decode(const std::string& bytes) {
   out.resize(n);
   return out;
 }
-
-// Switches the process to a UTF-8 locale for one test.
-class Utf8Locale {
- public:
-  Utf8Locale() {
-    const char* current = std::setlocale(LC_ALL, nullptr);
-    saved_ = current != nullptr ? current : "C";
-    active_ = std::setlocale(LC_ALL, "C.UTF-8") != nullptr;
-  }
-  ~Utf8Locale() { std::setlocale(LC_ALL, saved_.c_str()); }
-  bool active() const { return active_; }
-
- private:
-  std::string saved_;
-  bool active_;
-};
 
 TEST(Utf8ToUtf16Test, DecodesTheBasicMultilingualPlane) {
   EXPECT_EQ(decode(""), u"");
@@ -61,52 +41,6 @@ TEST(Utf8ToUtf16Test, ReplacesWhatItCannotRepresent) {
   // Continuation bytes are not checked: only their low six bits count.
   EXPECT_EQ(decode("\xC3\x41"), u"\u00C1");
   EXPECT_EQ(decode("\xE2\x02\xC3"), u"\u2083");
-}
-
-TEST(NarrowToWideTest, ConvertsInTheCLocale) {
-  oru::wstring_t target(u"previous content");
-  std::string text("key\0x", 5);
-  EXPECT_EQ(trove::narrowToWide(text.data(), text.data() + text.size(), target), errOk);
-  EXPECT_EQ(std::u16string(target.view()), std::u16string(u"key\0x", 5));
-  EXPECT_EQ(target.c_str()[5], u'\0');
-
-  EXPECT_EQ(trove::narrowToWide(text.data(), text.data(), target), errOk);
-  EXPECT_TRUE(target.empty());
-
-  EXPECT_EQ(std::u16string(trove::wideFromNarrow("profiles.xml").view()), u"profiles.xml");
-  EXPECT_TRUE(trove::wideFromNarrow(nullptr).empty());
-}
-
-TEST(NarrowToWideTest, ConvertsMultibyteTextAndRefusesBrokenText) {
-  Utf8Locale locale;
-  if (!locale.active()) {
-    GTEST_SKIP() << "no UTF-8 locale on this machine";
-  }
-  oru::wstring_t target(u"kept");
-  std::string text = "caf\xC3\xA9 \xE2\x82\xAC";
-  EXPECT_EQ(trove::narrowToWide(text.data(), text.data() + text.size(), target), errOk);
-  EXPECT_EQ(std::u16string(target.view()), u"caf\u00E9 \u20AC");
-
-  // Beyond 16 bits a character is cut to its low 16 bits.
-  std::string emoji = "\xF0\x9F\x98\x80!";
-  EXPECT_EQ(trove::narrowToWide(emoji.data(), emoji.data() + emoji.size(), target), errOk);
-  EXPECT_EQ(std::u16string(target.view()), u"\xF600!");
-
-  // A cut sequence and an invalid one leave the target untouched.
-  target = oru::wstring_t(u"kept");
-  std::string cut = "ab\xC3";
-  EXPECT_EQ(trove::narrowToWide(cut.data(), cut.data() + cut.size(), target), errInvalidArgument);
-  std::string invalid = "\xC3(x";
-  EXPECT_EQ(trove::narrowToWide(invalid.data(), invalid.data() + invalid.size(), target),
-            errInvalidArgument);
-  EXPECT_EQ(std::u16string(target.view()), u"kept");
-
-  try {
-    trove::wideFromNarrow(cut.c_str());
-    FAIL() << "no bad_cast";
-  } catch (const std::bad_cast& e) {
-    EXPECT_STREQ(e.what(), "bad cast");
-  }
 }
 
 std::string toPath(const std::u16string& text, bool* ok) {
@@ -137,13 +71,6 @@ TEST(Utf16ToUtf8PathTest, EncodesStrictly) {
     EXPECT_EQ(toPath(bad, &ok), "untouched");
     EXPECT_FALSE(ok);
   }
-}
-
-TEST(WidenAsciiTest, WidensEachByte) {
-  EXPECT_EQ(std::u16string(trove::widenAscii("Out of memory").view()), u"Out of memory");
-  EXPECT_EQ(trove::widenAsciiToU16(".bak2"), u".bak2");
-  EXPECT_EQ(trove::widenAsciiToU16("\xE9"), u"\u00E9");
-  EXPECT_TRUE(trove::widenAscii("").empty());
 }
 
 }  // namespace

@@ -1,11 +1,6 @@
 #include "base/text_conversion.h"
 
-#include <cwchar>
-#include <stdexcept>
-
-#include "base/standard_errors.h"
 #include "base/utf8.h"
-#include "trove/result_codes.h"
 
 namespace trove {
 
@@ -44,72 +39,6 @@ std::size_t utf8ToUtf16(const char* bytes, std::size_t count, char16_t* out) {
   return written;
 }
 
-namespace {
-
-// The length of the character at [p, p + remaining), or 0 when it does not
-// convert; stores its value.
-std::size_t measureCharacter(const char* p, std::size_t remaining, wchar_t* value) {
-  if (*p == '\0') {
-    *value = 0;
-    return 1;
-  }
-  std::mbstate_t state{};
-  std::size_t used = std::mbrtowc(value, p, remaining, &state);
-  if (used == 0 || used == static_cast<std::size_t>(-1) || used == static_cast<std::size_t>(-2) ||
-      used > remaining) {
-    return 0;
-  }
-  return used;
-}
-
-}  // namespace
-
-int32_t narrowToWide(const char* first, const char* last, oru::wstring_t& target) {
-  std::size_t units = 0;
-  for (const char* p = first; p < last;) {
-    wchar_t value;
-    std::size_t used = measureCharacter(p, static_cast<std::size_t>(last - p), &value);
-    if (used == 0) {
-      return errInvalidArgument;
-    }
-    p += used;
-    ++units;
-  }
-  try {
-    target.resize(units, u'\0');
-  } catch (const std::bad_alloc&) {
-    return errOutOfMemory;
-  } catch (const std::length_error&) {
-    return errOutOfMemory;
-  }
-  std::size_t index = 0;
-  for (const char* p = first; p < last;) {
-    wchar_t value = 0;
-    p += measureCharacter(p, static_cast<std::size_t>(last - p), &value);
-    target[index++] = static_cast<char16_t>(value);
-  }
-  return errOk;
-}
-
-oru::wstring_t wideFromNarrow(const char* first, const char* last) {
-  oru::wstring_t result;
-  int32_t code = narrowToWide(first, last, result);
-  if (code == errOutOfMemory) {
-    oru::throwBadAlloc();
-  }
-  if (code < 0) {
-    oru::throwBadCast();
-  }
-  return result;
-}
-
-oru::wstring_t wideFromNarrow(const char* text) {
-  if (text == nullptr) {
-    return oru::wstring_t();
-  }
-  return wideFromNarrow(text, text + std::char_traits<char>::length(text));
-}
-
 bool utf16ToUtf8Path(const char16_t* text, std::size_t length, std::string& out) {
   std::string result;
   result.reserve(length);
@@ -132,24 +61,6 @@ bool utf16ToUtf8Path(const char16_t* text, std::size_t length, std::string& out)
   }
   out.swap(result);
   return true;
-}
-
-oru::wstring_t widenAscii(std::string_view text) {
-  oru::wstring_t result;
-  result.reserve_extra(text.size(), nullptr);
-  for (char c : text) {
-    result.push_back(static_cast<char16_t>(static_cast<unsigned char>(c)));
-  }
-  return result;
-}
-
-std::u16string widenAsciiToU16(std::string_view text) {
-  std::u16string result;
-  result.reserve(text.size());
-  for (char c : text) {
-    result.push_back(static_cast<char16_t>(static_cast<unsigned char>(c)));
-  }
-  return result;
 }
 
 }  // namespace trove

@@ -4,6 +4,7 @@
 
 #include "frame/lifecycle.h"
 #include "frame/property_accessors.h"
+#include "object/properties_map.h"
 #include "services/host_services.h"
 #include "trove/abi.h"
 #include "trove/result_codes.h"
@@ -80,9 +81,12 @@ TrovePropertyDescriptor constant(uint32_t id, uint64_t value, uint64_t size, uin
   return {id, value, size, mode, nullptr, nullptr};
 }
 
-TrovePropertyDescriptor field(uint32_t id, uint64_t offset, uint64_t size, uint64_t mode) {
-  return {id, offset, size, mode, nullptr, nullptr};
-}
+// A field of the data area, at the offset and with the size its member has:
+// properties_map.h pins those offsets, so they are written only there.
+#define TROVE_FIELD(id, member, mode)                                                    \
+  TrovePropertyDescriptor {                                                              \
+    id, TROVE_DATA_OFFSET(member), sizeof(PropertiesMap::member), mode, nullptr, nullptr \
+  }
 
 TrovePropertyDescriptor accessors(uint32_t id, TroveAccessor get, TroveAccessor set) {
   return {id, 0, 0, TROVE_MODE_ACCESSORS, get, set};
@@ -93,17 +97,17 @@ void fillPropertyTable() {
   p[0] = constant(TROVE_PROP_VERSION, 1, 4, TROVE_MODE_CONSTANT);
   p[1] = constant(TROVE_PROP_DESCRIPTION, reinterpret_cast<uint64_t>(kDescription),
                   sizeof(kDescription), TROVE_MODE_CONSTANT_BYTES);
-  p[2] = field(TROVE_PROP_READ_ONLY, 24, 4, TROVE_MODE_FIELD_READ_WRITE);
-  p[3] = field(TROVE_PROP_RESERVED_1002, 28, 4, TROVE_MODE_FIELD_HOST);
-  p[4] = field(TROVE_PROP_RESERVED_1003, 32, 4, TROVE_MODE_FIELD_READ);
-  p[5] = field(TROVE_PROP_SAVE_ON_CLOSE, 36, 4, TROVE_MODE_FIELD_READ_WRITE);
-  p[6] = field(TROVE_PROP_OPEN_FLAGS, 96, 4, TROVE_MODE_FIELD_HOST);
+  p[2] = TROVE_FIELD(TROVE_PROP_READ_ONLY, readOnly, TROVE_MODE_FIELD_READ_WRITE);
+  p[3] = TROVE_FIELD(TROVE_PROP_RESERVED_1002, reserved1002, TROVE_MODE_FIELD_HOST);
+  p[4] = TROVE_FIELD(TROVE_PROP_RESERVED_1003, reserved1003, TROVE_MODE_FIELD_READ);
+  p[5] = TROVE_FIELD(TROVE_PROP_SAVE_ON_CLOSE, saveOnClose, TROVE_MODE_FIELD_READ_WRITE);
+  p[6] = TROVE_FIELD(TROVE_PROP_OPEN_FLAGS, openFlags, TROVE_MODE_FIELD_HOST);
   p[7] = accessors(TROVE_PROP_ROOT_POINT, &getRootPoint, &setRootPoint);
   p[8] = accessors(TROVE_PROP_ROOT_KEY, &getRootKey, &setRootKey);
   p[9] = accessors(TROVE_PROP_NAME, &getName, &setName);
-  p[10] = field(TROVE_PROP_STORE_IO, 104, 8, TROVE_MODE_FIELD_HOST);
-  p[11] = field(TROVE_PROP_USE_LOCKING, 112, 4, TROVE_MODE_FIELD_READ_WRITE);
-  p[12] = field(TROVE_PROP_BACKUP_MODE, 116, 1, TROVE_MODE_FIELD_READ_WRITE);
+  p[10] = TROVE_FIELD(TROVE_PROP_STORE_IO, storeIo, TROVE_MODE_FIELD_HOST);
+  p[11] = TROVE_FIELD(TROVE_PROP_USE_LOCKING, useLocking, TROVE_MODE_FIELD_READ_WRITE);
+  p[12] = TROVE_FIELD(TROVE_PROP_BACKUP_MODE, backupMode, TROVE_MODE_FIELD_READ_WRITE);
   p[13] = constant(TROVE_PROP_NAME_CODE_PAGE, 1200, 4, TROVE_MODE_CONSTANT);
 }
 

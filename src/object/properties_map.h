@@ -22,18 +22,18 @@ class PropertiesMap {
   void* hostWord;
 
   // Data area.
-  XmlDocument document;           // 0
-  uint32_t readOnly;              // 24
-  uint32_t reserved1002;          // 28
-  uint32_t reserved1003;          // 32
-  uint32_t saveOnClose;           // 36
-  oru::wstring_t name;            // 40: the store file path, UTF-16
-  char* pendingRootPoint;         // 88: root point to apply once loaded
-  uint32_t openFlags;             // 96
-  void* storeIo;                  // 104
-  uint32_t useLocking;            // 112
-  uint8_t backupMode;             // 116
-  RwLock lock;                    // 120
+  XmlDocument document;
+  uint32_t readOnly;
+  uint32_t reserved1002;
+  uint32_t reserved1003;
+  uint32_t saveOnClose;
+  oru::wstring_t name;     // the store file path, UTF-16
+  char* pendingRootPoint;  // root point to apply once loaded
+  uint32_t openFlags;
+  void* storeIo;
+  uint32_t useLocking;
+  uint8_t backupMode;
+  RwLock lock;
   std::atomic<uint32_t> changed;  // whether flush has anything to write
 
   static PropertiesMap* from(void* object) { return static_cast<PropertiesMap*>(object); }
