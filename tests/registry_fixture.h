@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 #include "object/properties_map.h"  // only to look at the `changed` flag and the lock
 #include "trove/abi.h"
@@ -92,6 +93,15 @@ struct Registry {
     std::string out(required, '\0');
     EXPECT_EQ(getValue(&required, key, name, &type, out.data(), required), errOk) << name;
     return out;
+  }
+  // Whether a call gave `code` and left `after` in its out-cell, which is reset to 7.
+  template <class T>
+  static ::testing::AssertionResult is(int32_t result, int32_t code, T& cell,
+                                       std::type_identity_t<T> after = 7) {
+    T seen = cell;
+    cell = 7;
+    if (result == code && seen == after) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << formatResult(result) << ", out-cell " << seen;
   }
   // The short or full name of a key, through the size query.
   std::string keyName(uint64_t key, uint32_t full = 0) const {
