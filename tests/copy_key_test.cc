@@ -22,7 +22,6 @@ struct Recorder {
   uint64_t nextHandle = 100;
   const trove::PropertiesMap* source = nullptr;
   std::vector<int32_t> sourceLock;  // the source's lock state at each call
-
   static Recorder& of(void* object) { return *static_cast<Recorder*>(object); }
   int32_t record(std::string call) {
     if (source != nullptr) sourceLock.push_back(source->lock.state);
@@ -80,7 +79,6 @@ TEST_F(CopyKeyTest, CopiesDeeplyAndMergesWithWhatTheDestinationHas) {
   ASSERT_EQ(setValue(k_, "e", TROVE_TSTRING, "", 0u, 1u), errOk);
   ASSERT_EQ(setDword(makeKey("k/c/deep/er"), "z", 3), errOk);
   clearChanged();
-
   ASSERT_EQ(copyKey(k_, to.obj(), target), errOk);
   EXPECT_EQ(changed(), 1u) << "a copy marks its source for saving";
   EXPECT_EQ(to.valueCount(target), 3u);

@@ -30,7 +30,6 @@ TEST(ModuleEntry, OnlyTheRegisterReasonRegistersAndTheResultCellTellsHow) {
   EXPECT_EQ(module.callEntry(&bare, TROVE_REASON_REGISTER, &cell), 0);
   EXPECT_EQ(cell, errInvalidArgument);
   EXPECT_EQ(module.callEntry(nullptr, TROVE_REASON_REGISTER, nullptr), 0);
-
   cell = 0x5555;
   EXPECT_EQ(module.callEntry(host.root(), TROVE_REASON_REGISTER, &cell), 1);
   EXPECT_EQ(cell, errOk);
@@ -74,7 +73,6 @@ TEST(ModuleEntry, ARefusedRegistrationIsTracedAndReturnsItsCode) {
   EXPECT_EQ(lines[1].level, uint32_t{TROVE_TRACE_ERROR});
   EXPECT_EQ(lines[1].text, "cannot register \"Registry\" interface");
   EXPECT_EQ(host.findInterface(TROVE_IID_REGISTRY), nullptr);
-
   EXPECT_EQ(host.registerModule(module), errNotSupported);
   host.rootOptions().registerResult = errOk;
   EXPECT_TRUE(host.registerModule(module)) << "a later registration may succeed";

@@ -70,7 +70,6 @@ TEST_F(PropertiesMapTest, RootPointAndRootKeyBeforeAndAfterLoad) {
   EXPECT_EQ(get(TROVE_PROP_ROOT_KEY, buffer, 4u), errOk);
   EXPECT_STREQ(buffer, "a/b");
   EXPECT_EQ(get(TROVE_PROP_ROOT_KEY, nullptr, 4u), errInvalidArgument);
-
   load();  // a store without a name does not apply the pending root point
   EXPECT_EQ(object.rootPoint(), "");
   // Once loaded, both properties move the root key.
@@ -116,7 +115,6 @@ TEST_F(PropertiesMapTest, WithLockingOnAtLoadEveryMethodReleasesTheLockOnEveryPa
   EXPECT_EQ(clean(), errReadOnly);
   EXPECT_EQ(map()->lock.state, 0);
   EXPECT_EQ(map()->lock.waitingReaders + map()->lock.waitingWriters, 0u);
-
   Registry late{host_.createObject(TROVE_IID_REGISTRY)};
   ASSERT_TRUE(late.object.initDone().ok());
   late.setField(TROVE_PROP_USE_LOCKING, 1);  // too late: the lock is made at load

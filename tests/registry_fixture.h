@@ -28,7 +28,6 @@ using trove::host::formatResult;
 
 struct Registry {
   trove::host::Object object;
-
   REGISTRY_METHOD(openKey, TroveOpenKey, TROVE_SLOT_OPEN_KEY)
   REGISTRY_METHOD(openKeyByIndex, TroveOpenKeyByIndex, TROVE_SLOT_OPEN_KEY_BY_INDEX)
   REGISTRY_METHOD(openNextKey, TroveOpenNextKey, TROVE_SLOT_OPEN_NEXT_KEY)
@@ -51,7 +50,6 @@ struct Registry {
   REGISTRY_METHOD(copyKeyByPath, TroveCopyKeyByPath, TROVE_SLOT_COPY_KEY_BY_PATH)
   REGISTRY_METHOD(setRootKey, TroveSetRootKey, TROVE_SLOT_SET_ROOT_KEY)
   REGISTRY_METHOD(setRootStr, TroveSetRootStr, TROVE_SLOT_SET_ROOT_STR)
-
   void* obj() const { return object.get(); }
   trove::PropertiesMap* map() const { return trove::PropertiesMap::from(object.get()); }
   uint32_t changed() const { return map()->changed.load(); }
@@ -59,7 +57,6 @@ struct Registry {
   void setField(uint32_t id, uint32_t value) {
     ASSERT_TRUE(object.setField<uint32_t>(id, value).ok());
   }
-
   // The handle of a key made (or found) at `path` below `parent`.
   uint64_t makeKey(const char* path, uint64_t parent = 0) const {
     uint64_t key = TROVE_INVALID_KEY;
@@ -67,23 +64,19 @@ struct Registry {
     EXPECT_TRUE(result == errOk || result == errKeyCreated) << path << formatResult(result);
     return key;
   }
-  uint32_t keyCount(uint64_t key) const {
-    uint32_t count = 0xDEAD;
-    EXPECT_EQ(getKeyCount(&count, key), errOk);
-    return count;
-  }
-  uint32_t valueCount(uint64_t key) const {
-    uint32_t count = 0xDEAD;
-    EXPECT_EQ(getValueCount(&count, key), errOk);
-    return count;
+  uint32_t keyCount(uint64_t key) const { return count(TROVE_SLOT_GET_KEY_COUNT, key); }
+  uint32_t valueCount(uint64_t key) const { return count(TROVE_SLOT_GET_VALUE_COUNT, key); }
+  uint32_t count(uint32_t slot, uint64_t key) const {  // both counts have one signature
+    uint32_t n = 0xDEAD;
+    EXPECT_EQ(object.call<TroveGetKeyCount>(slot, &n, key), errOk);
+    return n;
   }
   int32_t setDword(uint64_t key, const char* name, uint32_t value) const {
     return setValue(key, name, TROVE_TDWORD, &value, 4u, 1u);
   }
   uint32_t dword(uint64_t key, const char* name) const {
     uint32_t value = 0xDEADBEEF;
-    uint32_t type = TROVE_TDWORD;
-    EXPECT_EQ(getValue(nullptr, key, name, &type, &value, 4u), errOk) << name;
+    EXPECT_EQ(getValue(nullptr, key, name, nullptr, &value, 4u), errOk) << name;
     return value;
   }
   // The value's bytes read as `type` (0: the stored type), through the size query.
@@ -125,9 +118,7 @@ class RegistryTest : public ::testing::Test, public Registry {
     ASSERT_TRUE(object.ok()) << object.status();
   }
   void TearDown() override {
-    if (object.ok()) {
-      EXPECT_TRUE(object.destroy().ok());
-    }
+    EXPECT_TRUE(!object.ok() || object.destroy().ok());
     EXPECT_EQ(host_.reclaimedBlocks(), 0u) << "a destroyed object left blocks on its heap";
     EXPECT_EQ(host_.heap().violationCount(), 0u) << "a block went back through a wrong holder";
   }
@@ -141,13 +132,6 @@ class RegistryTest : public ::testing::Test, public Registry {
     EXPECT_TRUE(other.object.initDone().ok());
     return other;
   }
-
-  std::string lastTrace() const { return trace_->last().text; }
-  // The line a method call writes: "trove\t" + what + ": " + the result.
-  static std::string line(const std::string& what, int32_t result) {
-    return "trove\t" + what + ": " + formatResult(result);
-  }
-
   trove::host::Host host_;
   trove::host::CapturingTraceSink* trace_ = nullptr;
   trove::host::Module module_;

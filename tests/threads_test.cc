@@ -57,11 +57,9 @@ TEST_F(ThreadsTest, EightThreadsOnOneLockedObjectLeaveAnExactState) {
   const uint64_t shared = makeKey("Shared");
   ASSERT_EQ(setValue(shared, "greeting", TROVE_TSTRING, "hello", 5u, 1u), errOk);
   ASSERT_EQ(setDword(makeKey("Shared/inner"), "n", 7), errOk);
-
   std::vector<std::thread> threads;
   for (int id = 0; id < kThreads; ++id) threads.emplace_back([&, id] { work(id, shared, copies); });
   for (std::thread& thread : threads) thread.join();
-
   EXPECT_EQ(keyCount(0), uint32_t{kThreads} + 1);
   for (int id = 0; id < kThreads; ++id) {
     const std::string mine = "T" + std::to_string(id);

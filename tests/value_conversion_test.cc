@@ -160,7 +160,6 @@ TEST_F(ValueConversionTest, StringObjectsAndBinariesOfTheCallersSize) {
   EXPECT_EQ(getValue(&required, 0, "empty", &type, empty.get(), 0u), errOk);
   EXPECT_EQ(empty.text(), u"");
   EXPECT_EQ(getValue(&required, 0, "w", &type, nullptr, 0u), errInvalidArgument);
-
   StringObject source(u"from object");
   clearChanged();
   EXPECT_EQ(setValue(0, "w", TROVE_TSTRING_OBJ, source.get(), 0u, 0u), errOk);

@@ -1,6 +1,5 @@
 // The value methods of the Registry interface through the registered method
-// table: reading and writing in the stored type, enumeration, deletion, Clean,
-// the read-only refusals, and the trace line every method writes.
+// table: the stored type, refusals, enumeration, deletion, Clean, trace lines.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -106,18 +105,14 @@ TEST_F(ValuesTest, ReadOnlyRefusesEveryWriteButNoRead) {
   EXPECT_EQ(deleteKey(0, "k"), errReadOnly);
   EXPECT_EQ(deleteKeyByInd(0, 0u), errReadOnly);
   EXPECT_EQ(openKey(&out, 0, "k", 1u), errOk) << "an open that creates nothing";
-  EXPECT_EQ(out, key);
   EXPECT_EQ(dword(key, "v"), 1u);
-  EXPECT_EQ(keyCount(0), 1u);
-  EXPECT_EQ(keyCount(key), 0u);
+  EXPECT_EQ(keyCount(0) + keyCount(key), 1u);
   EXPECT_EQ(changed(), 0u);
 }
 
 TEST_F(ValuesTest, ByIndexWritesInPlaceOrAppendsAGeneratedNameAndDeletes) {
   uint64_t key = makeKey("k");
-  for (uint32_t i = 0; i < 3; ++i) {
-    ASSERT_EQ(setValueByIndex(key, i, TROVE_TDWORD, &i, 4u, 1u), errOk);
-  }
+  for (uint32_t i = 0; i < 3; ++i) ASSERT_EQ(setValueByIndex(key, i, 4u, &i, 4u, 1u), errOk);
   clearChanged();
   EXPECT_EQ(setValueByIndex(key, 1u, TROVE_TSTRING, "40", 2u, 1u), errOk);
   EXPECT_EQ(changed(), 1u);
@@ -131,7 +126,6 @@ TEST_F(ValuesTest, ByIndexWritesInPlaceOrAppendsAGeneratedNameAndDeletes) {
   EXPECT_STREQ(name, "noname2");
   EXPECT_EQ(getValueNameByIndex(&required, key, 3u, name, 16u), errOk) << "past the end";
   EXPECT_EQ(required, 0u) << "no name, and no error";
-
   clearChanged();
   EXPECT_EQ(deleteValue(key, "NONAME1"), errOk);
   EXPECT_EQ(changed(), 1u);
@@ -152,22 +146,19 @@ TEST_F(ValuesTest, ByIndexWritesInPlaceOrAppendsAGeneratedNameAndDeletes) {
 
 TEST_F(ValuesTest, CleanEmptiesTheRootKeyOnly) {
   uint64_t a = makeKey("a");
-  makeKey("a/b/c");
+  ASSERT_EQ(setDword(makeKey("a/b/c"), "v", 1), errOk);
   ASSERT_EQ(setDword(a, "v", 1), errOk);
-  uint64_t outside = makeKey("outside");
-  ASSERT_EQ(setDword(0, "top", 1), errOk);
+  ASSERT_EQ(setDword(makeKey("outside"), "v", 1), errOk);
   ASSERT_EQ(setRootKey(a), errOk);
   clearChanged();
   EXPECT_EQ(clean(), errOk);
   EXPECT_EQ(changed(), 1u);
-  EXPECT_EQ(keyCount(0), 0u);
-  EXPECT_EQ(valueCount(0), 0u);
+  EXPECT_EQ(keyCount(0) + valueCount(0), 0u);
   EXPECT_EQ(keyName(0), "a");
   ASSERT_EQ(setRootKey(0), errOk);
   EXPECT_EQ(keyCount(0), 2u);
-  EXPECT_EQ(valueCount(0), 1u);
-  EXPECT_EQ(keyName(outside), "outside");
   EXPECT_EQ(clean(), errOk);
+  EXPECT_EQ(keyCount(0) + valueCount(0), 0u);
   clearChanged();
   EXPECT_EQ(clean(), errOk);
   EXPECT_EQ(changed(), 1u) << "cleaning an empty root key is still a change";
@@ -175,43 +166,26 @@ TEST_F(ValuesTest, CleanEmptiesTheRootKeyOnly) {
 
 // A method writes one line at the call level: what it did and its result.
 TEST_F(ValuesTest, MethodsWriteOneTraceLine) {
-  uint64_t k = makeKey("k");
-  ASSERT_EQ(setDword(k, "v", 1), errOk);
-  uint64_t out = 0;
-  uint32_t n = 0;
-  char text[8];
   const uint32_t word = 0;
-  const std::string at =
-      " (0x" + trove::host::formatTrace("%x", uint32_t(reinterpret_cast<uintptr_t>(&word)));
-  const uint64_t bad = 0xFEED;
-  trace_->clear();
+  auto at = trove::host::formatTrace("%x", uint32_t(reinterpret_cast<uintptr_t>(&word)));
   auto traced = [&](int32_t result, const std::string& what) {
     auto lines = trace_->lines();
     trace_->clear();
-    if (lines.size() == 1 && lines[0].text == line(what, result) &&
-        lines[0].level == TROVE_TRACE_CALL) {
-      return ::testing::AssertionSuccess();
-    }
-    return ::testing::AssertionFailure() << lines.size() << " lines: " << formatResult(result);
+    return lines.size() == 1 && lines[0].level == TROVE_TRACE_CALL &&
+           lines[0].text == "trove\t" + what + ": " + formatResult(result);
   };
-  EXPECT_TRUE(traced(openKey(&out, 0, "a\\b/c", 0u), "Opening key ?\\a\\b/c"));
-  EXPECT_TRUE(traced(openKey(&out, 0, nullptr, 0u), "Opening key ?\\(null)"));
-  EXPECT_TRUE(traced(openKeyByIndex(&out, 0, ~0u), "PropertiesMap::OpenKeyByIndex -1"));
+  trace_->clear();
+  uint64_t out = 0;
+  EXPECT_TRUE(traced(openKey(&out, 0, "a\\b/c", 1u), "Opening key ?\\a\\b/c"));
   EXPECT_TRUE(traced(closeKey(0x1234567890ABCDEFull), "Closing key 90abcdef"));
-  EXPECT_TRUE(traced(getKeyName(&n, 0x99999, text, 8u, 0u), "Getting key name 629145"));
-  EXPECT_TRUE(traced(deleteKey(k, "x"), "PropertiesMap::DeleteKey x"));
-  EXPECT_TRUE(traced(deleteKeyByInd(k, 2u), "PropertiesMap::DeleteKeyByInd 2 "));
-  EXPECT_TRUE(traced(getValue(&n, k, "v", nullptr, text, 2u), "Getting value ?\\v"));
+  EXPECT_TRUE(traced(openKeyByIndex(&out, 0, ~0u), "PropertiesMap::OpenKeyByIndex -1"));
+  EXPECT_TRUE(traced(deleteKeyByInd(0, 2u), "PropertiesMap::DeleteKeyByInd 2 "));
   EXPECT_TRUE(
-      traced(getValueNameByIndex(&n, bad, 0u, text, 8u), "PropertiesMap::GetValueNameByIndex "));
-  EXPECT_TRUE(
-      traced(setValue(k, "w", 4u, &word, 4u, 0u), "PropertiesMap::SetValue w" + at + ":4)"));
-  EXPECT_TRUE(traced(setValueByIndex(bad, 0u, 4u, &word, 4u, 1u),
-                     "PropertiesMap::SetValueByIndex 0" + at + ":4)"));
-  EXPECT_TRUE(traced(deleteValueByInd(k, 5u), "PropertiesMap::DeleteValueByInd 5"));
+      traced(setValue(0, "w", 4u, &word, 4u, 1u), "PropertiesMap::SetValue w (0x" + at + ":4)"));
+  EXPECT_TRUE(traced(getValue(nullptr, 0, "w", nullptr, &out, 2u), "Getting value ?\\w"));
   EXPECT_TRUE(traced(clean(), "PropertiesMap::Clean "));
   // An unresolved key is the one SetValue failure without a line.
-  EXPECT_EQ(setValue(bad, "v", 4u, &word, 4u, 1u), errInvalidKey);
+  EXPECT_EQ(setValue(0xFEED, "v", 4u, &word, 4u, 1u), errInvalidKey);
   EXPECT_EQ(trace_->count(), 0u);
 }
 
