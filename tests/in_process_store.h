@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 #include "frame/lifecycle.h"
@@ -16,6 +17,7 @@
 #include "registry/registry_methods.h"
 #include "services/host_services.h"
 #include "storage/store_file.h"
+#include "store_files.h"
 #include "trove/abi.h"
 #include "trove/host.h"
 #include "trove/result_codes.h"
@@ -37,33 +39,29 @@ class InProcessStore {
   void* get() const { return memory_.get(); }
   trove::PropertiesMap& map() const { return *trove::PropertiesMap::from(get()); }
 
-  int32_t setName(const std::u16string& name) {
-    std::u16string terminated = name + u'\0';
+  int32_t setName(const std::string& path) {
+    std::u16string terminated(path.begin(), path.end());
+    terminated += u'\0';
     uint32_t outSize = 0;
     return trove::setName(get(), &outSize, TROVE_PROP_NAME, terminated.data(),
                           static_cast<uint32_t>(terminated.size() * 2));
   }
-  int32_t setName(const std::string& path) {
-    return setName(std::u16string(path.begin(), path.end()));
-  }
 
   int32_t load() { return trove::onInitDone(get()); }
-  int32_t close() { return trove::onClose(get()); }
   int32_t flush() { return trove::flush(get()); }
-
   uint32_t changed() const { return map().changed.load(); }
 
-  // Sets the tDWORD "count" of the key at `keyPath`, creating both.
-  int32_t setCount(uint32_t value, const char* keyPath = "app") {
+  // Sets the tDWORD app/count, creating both.
+  int32_t setCount(uint32_t value) {
     uint64_t key = TROVE_INVALID_KEY;
-    const int32_t opened = trove::OpenKey(get(), &key, 0, keyPath, 1);
+    const int32_t opened = trove::OpenKey(get(), &key, 0, "app", 1);
     if (opened < 0) return opened;
     return trove::SetValue(get(), key, "count", TROVE_TDWORD, &value, 4, 1);
   }
-  // The tDWORD "count" of the key at `keyPath`; 0xDEAD when absent.
-  uint32_t count(const char* keyPath = "app") {
+  // The tDWORD app/count; 0xDEAD when absent.
+  uint32_t count() {
     uint64_t key = TROVE_INVALID_KEY;
-    if (trove::OpenKey(get(), &key, 0, keyPath, 0) < 0) return 0xDEAD;
+    if (trove::OpenKey(get(), &key, 0, "app", 0) < 0) return 0xDEAD;
     uint32_t value = 0xDEAD;
     uint32_t type = TROVE_TDWORD;
     uint32_t required = 0;
@@ -74,5 +72,29 @@ class InProcessStore {
  private:
   trove::host::HeapObject memory_;
 };
+
+// The canonical text of a store holding app/count = n, as a save writes it.
+inline std::string canonicalCount(uint32_t n) {
+  return "<propertiesmap>\r\n    <key name=\"app\">\r\n        <tDWORD name=\"count\">" +
+         std::to_string(n) + "</tDWORD>\r\n    </key>\r\n</propertiesmap>\r\n";
+}
+
+// The files beside a store: suffix to the store's name ("" the store itself,
+// ".bak2", ...) -> content.
+using Files = std::map<std::string, std::string>;
+
+inline void writeFiles(const std::string& store, const Files& files) {
+  for (const auto& [suffix, text] : files) writeFile(store + suffix, text);
+}
+
+// Every file of `scratch`, all named `name` plus a suffix.
+inline Files filesIn(const ScratchDirectory& scratch, const std::string& name) {
+  Files files;
+  for (const std::string& entry : scratch.entries()) {
+    files[entry.rfind(name, 0) == 0 ? entry.substr(name.size()) : "?" + entry] =
+        readFile(scratch.file(entry));
+  }
+  return files;
+}
 
 }  // namespace store_test
