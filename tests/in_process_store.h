@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <map>
+#include <sstream>
 #include <string>
 
 #include "frame/lifecycle.h"
@@ -82,6 +83,21 @@ inline std::string canonicalCount(uint32_t n) {
 // The files beside a store: suffix to the store's name ("" the store itself,
 // ".bak2", ...) -> content.
 using Files = std::map<std::string, std::string>;
+
+// Files from "=old .bak=first .tmpabc=new": suffix=content, where "old" and
+// "new" stand for the stores holding 1 and 2.
+inline Files files(const std::string& spec) {
+  Files result;
+  std::istringstream words(spec);
+  for (std::string word; words >> word;) {
+    const size_t equals = word.find('=');
+    const std::string text = word.substr(equals + 1);
+    result[word.substr(0, equals)] = text == "old"   ? canonicalCount(1)
+                                     : text == "new" ? canonicalCount(2)
+                                                     : text;
+  }
+  return result;
+}
 
 inline void writeFiles(const std::string& store, const Files& files) {
   for (const auto& [suffix, text] : files) writeFile(store + suffix, text);

@@ -21,47 +21,36 @@ using trove::platform::FaultInjectingPlatform;
 using trove::platform::InstalledPlatform;
 using trove::platform::Op;
 
-const std::string kOld = canonicalCount(1);
-const std::string kNew = canonicalCount(2);
-
 struct BackupCase {
   const char* name;  // the store's file name
   uint8_t mode;
-  Files before;
-  Files after;
+  const char* before;  // files(...)
+  const char* after;
   uint8_t modeAfter;
 };
 
 // The platform reports thread 0xabc: the temporary file is ".tmpabc".
 const BackupCase kBackupCases[] = {
     // Mode 0 neither keeps nor touches a backup of an ordinary store.
-    {"data.xml", 0, {{"", kOld}, {".bak2", "older"}}, {{"", kNew}, {".bak2", "older"}}, 0},
+    {"data.xml", 0, "=old .bak2=older", "=new .bak2=older", 0},
     // A store named profiles.xml (compared with case) always keeps the
     // previous store as ".bak2"; an older ".bak2" is set aside and removed.
-    {"profiles.xml", 0, {{"", kOld}}, {{"", kNew}, {".bak2", kOld}}, 0},
-    {"myprofiles.xml", 0, {{"", kOld}, {".bak2", "older"}}, {{"", kNew}, {".bak2", kOld}}, 0},
-    {"Profiles.xml", 0, {{"", kOld}}, {{"", kNew}}, 0},
+    {"profiles.xml", 0, "=old", "=new .bak2=old", 0},
+    {"myprofiles.xml", 0, "=old .bak2=older", "=new .bak2=old", 0},
+    {"Profiles.xml", 0, "=old", "=new", 0},
     // Mode 1 does so for any store; other modes act as 0.
-    {"data.xml", 1, {{"", kOld}, {".bak2", "older"}}, {{"", kNew}, {".bak2", kOld}}, 1},
-    {"data.xml", 7, {{"", kOld}}, {{"", kNew}}, 7},
+    {"data.xml", 1, "=old .bak2=older", "=new .bak2=old", 1},
+    {"data.xml", 7, "=old", "=new", 7},
     // Mode 2 also copies the store to ".bak" once, never over an existing
     // one, and then becomes mode 1.
-    {"data.xml", 2, {{"", kOld}}, {{"", kNew}, {".bak", kOld}, {".bak2", kOld}}, 1},
-    {"data.xml",
-     2,
-     {{"", kOld}, {".bak", "first"}},
-     {{"", kNew}, {".bak", "first"}, {".bak2", kOld}},
-     1},
-    {"data.xml", 2, {}, {{"", kNew}}, 1},
+    {"data.xml", 2, "=old", "=new .bak=old .bak2=old", 1},
+    {"data.xml", 2, "=old .bak=first", "=new .bak=first .bak2=old", 1},
+    {"data.xml", 2, "", "=new", 1},
     // An empty store is what creating it anew leaves after a crash left only
     // ".bak2": it must not push out the backup of the last real store.
-    {"profiles.xml", 0, {{"", ""}, {".bak2", kOld}}, {{"", kNew}, {".bak2", kOld}}, 0},
+    {"profiles.xml", 0, "= .bak2=old", "=new .bak2=old", 0},
     // Leftovers of an interrupted save by a thread of the same number.
-    {"profiles.xml",
-     0,
-     {{"", kOld}, {".bak2", "older"}, {".tmpabc", "torn <prop"}, {".bak2abc", "stale"}},
-     {{"", kNew}, {".bak2", kOld}},
-     0},
+    {"profiles.xml", 0, "=old .bak2=older .tmpabc=torn<prop .bak2abc=stale", "=new .bak2=old", 0},
 };
 
 class StoreSave : public ::testing::Test {
@@ -78,7 +67,7 @@ TEST_F(StoreSave, BackupModesLeaveTheseFiles) {
     const std::string context = std::string(c.name) + " mode " + std::to_string(c.mode);
     ScratchDirectory scratch;
     const std::string path = scratch.file(c.name);
-    writeFiles(path, c.before);
+    writeFiles(path, files(c.before));
     InProcessStore store(host_);
     store.setName(path);
     store.map().backupMode = c.mode;
@@ -91,7 +80,7 @@ TEST_F(StoreSave, BackupModesLeaveTheseFiles) {
     EXPECT_EQ(store.changed(), 0u) << context;
     EXPECT_EQ(store.map().backupMode, c.modeAfter) << context;
     EXPECT_EQ(store.map().lock.state, 0) << context << ": the save still holds the lock";
-    EXPECT_EQ(filesIn(scratch, c.name), c.after) << context;
+    EXPECT_EQ(filesIn(scratch, c.name), files(c.after)) << context;
 
     // Nothing old moves before the new store is on disk.
     const auto calls = fault_.calls();
