@@ -10,15 +10,6 @@ void FaultInjectingPlatform::inject(Fault fault) {
   faults_.push_back(Armed{std::move(fault)});
 }
 
-void FaultInjectingPlatform::failNext(Op op, WinError error, uint32_t times, uint32_t skip) {
-  inject(Fault{op, error, times, skip, {}, {}});
-}
-
-void FaultInjectingPlatform::failOnPath(Op op, const std::string& pathPart, WinError error,
-                                        uint32_t times) {
-  inject(Fault{op, error, times, 0, pathPart, {}});
-}
-
 void FaultInjectingPlatform::crashAt(uint32_t step) {
   std::lock_guard lock(mutex_);
   crashAt_ = step;
@@ -91,30 +82,16 @@ std::optional<Fault> FaultInjectingPlatform::take(Call call, bool changesDisk) {
 
 WinError FaultInjectingPlatform::openExclusive(const std::string& path, OpenMode mode,
                                                FileHandle* out) {
-  if (auto fault = take({Op::OpenExclusive, path, {}, 0}, mode == OpenMode::WriteCreateAlways)) {
+  if (auto fault = take({Op::OpenExclusive, path, 0}, mode == OpenMode::WriteCreateAlways)) {
     out->fd = -1;
     return fault->error;
   }
   return next_.openExclusive(path, mode, out);
 }
 
-WinError FaultInjectingPlatform::fileSize(FileHandle file, uint64_t* size) {
-  if (auto fault = take({Op::FileSize, {}, {}, 0}, false)) return fault->error;
-  return next_.fileSize(file, size);
-}
-
-WinError FaultInjectingPlatform::read(FileHandle file, void* buffer, uint32_t size,
-                                      uint32_t* countRead) {
-  if (auto fault = take({Op::Read, {}, {}, size}, false)) {
-    if (countRead != nullptr) *countRead = 0;
-    return fault->error;
-  }
-  return next_.read(file, buffer, size, countRead);
-}
-
 WinError FaultInjectingPlatform::write(FileHandle file, const void* data, uint32_t size,
                                        uint32_t* countWritten) {
-  auto fault = take({Op::Write, {}, {}, size}, true);
+  auto fault = take({Op::Write, {}, size}, true);
   if (!fault) return next_.write(file, data, size, countWritten);
   uint32_t done = 0;
   WinError result = kSuccess;
@@ -123,68 +100,9 @@ WinError FaultInjectingPlatform::write(FileHandle file, const void* data, uint32
   return result != kSuccess ? result : fault->error;
 }
 
-WinError FaultInjectingPlatform::flush(FileHandle file) {
-  if (auto fault = take({Op::Flush, {}, {}, 0}, true)) return fault->error;
-  return next_.flush(file);
-}
-
-WinError FaultInjectingPlatform::replaceMove(const std::string& from, const std::string& to) {
-  if (auto fault = take({Op::ReplaceMove, from, to, 0}, true)) return fault->error;
-  return next_.replaceMove(from, to);
-}
-
-WinError FaultInjectingPlatform::copyNoReplace(const std::string& from, const std::string& to) {
-  if (auto fault = take({Op::CopyNoReplace, from, to, 0}, true)) return fault->error;
-  return next_.copyNoReplace(from, to);
-}
-
-WinError FaultInjectingPlatform::removeFile(const std::string& path) {
-  if (auto fault = take({Op::RemoveFile, path, {}, 0}, true)) return fault->error;
-  return next_.removeFile(path);
-}
-
-WinError FaultInjectingPlatform::exists(const std::string& path) {
-  if (auto fault = take({Op::Exists, path, {}, 0}, false)) return fault->error;
-  return next_.exists(path);
-}
-
-WinError FaultInjectingPlatform::makeDirectory(const std::string& path) {
-  if (auto fault = take({Op::MakeDirectory, path, {}, 0}, true)) return fault->error;
-  return next_.makeDirectory(path);
-}
-
-WinError FaultInjectingPlatform::currentDirectory(std::string* out) {
-  if (auto fault = take({Op::CurrentDirectory, {}, {}, 0}, false)) return fault->error;
-  return next_.currentDirectory(out);
-}
-
 uint32_t FaultInjectingPlatform::currentThreadId() {
   std::lock_guard lock(mutex_);
   return threadId_ ? *threadId_ : next_.currentThreadId();
-}
-
-void FaultInjectingPlatform::sleepMilliseconds(uint32_t milliseconds) {
-  take({Op::Sleep, {}, {}, milliseconds}, false);
-}
-
-Semaphore* FaultInjectingPlatform::createSemaphore() {
-  if (take({Op::CreateSemaphore, {}, {}, 0}, false)) return nullptr;
-  return next_.createSemaphore();
-}
-
-void FaultInjectingPlatform::destroySemaphore(Semaphore* semaphore) {
-  take({Op::DestroySemaphore, {}, {}, 0}, false);
-  next_.destroySemaphore(semaphore);
-}
-
-WinError FaultInjectingPlatform::waitSemaphore(Semaphore* semaphore) {
-  if (auto fault = take({Op::WaitSemaphore, {}, {}, 0}, false)) return fault->error;
-  return next_.waitSemaphore(semaphore);
-}
-
-WinError FaultInjectingPlatform::releaseSemaphore(Semaphore* semaphore, uint32_t count) {
-  if (auto fault = take({Op::ReleaseSemaphore, {}, {}, count}, false)) return fault->error;
-  return next_.releaseSemaphore(semaphore, count);
 }
 
 }  // namespace trove::platform

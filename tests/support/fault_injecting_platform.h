@@ -1,7 +1,6 @@
 // A Platform for tests: forwards every call to another platform (the POSIX
-// one by default, so tests work on real files in a scratch directory), fails
-// the calls a test aims at, can simulate a machine that stops in the middle
-// of a sequence, and records every call.
+// one by default, so tests work on real files), fails the calls a test aims
+// at, can stop like a crashing machine, and records the calls it can fail.
 //
 //   FaultInjectingPlatform fault;
 //   InstalledPlatform installed(fault);            // current() is now `fault`
@@ -9,7 +8,7 @@
 //
 // An injected failure does not reach the forwarded platform: a failed move
 // moves nothing, a failed write writes nothing (unless a byte limit says
-// otherwise). Thread-safe: calls may come from several threads.
+// otherwise). Thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -24,27 +23,22 @@ namespace trove::platform {
 
 enum class Op {
   OpenExclusive,
-  FileSize,
-  Read,
   Write,
   Flush,
   ReplaceMove,
   CopyNoReplace,
   RemoveFile,
-  Exists,
   MakeDirectory,
   CurrentDirectory,
   Sleep,
   CreateSemaphore,
   DestroySemaphore,
   WaitSemaphore,
-  ReleaseSemaphore,
 };
 
-// One scripted failure: it lets `skip` calls of `op` whose path contains
-// `pathContains` pass, then acts on the next `times` of them (every later one
-// when 0). The path of a file-handle call is empty; that of a move or copy is
-// its source. When several faults match, the earliest injected acts.
+// Lets `skip` calls of `op` whose path contains `pathContains` pass, then
+// fails the next `times` of them (every later one when 0). A write's path is
+// empty; a move's or copy's is its source. The earliest injected fault acts.
 struct Fault {
   Op op = Op::Write;
   WinError error = kGeneralFailure;
@@ -58,9 +52,8 @@ struct Fault {
 
 struct Call {
   Op op;
-  std::string path;    // the file, the source of a move or copy, or empty
-  std::string target;  // the target of a move or copy, else empty
-  uint64_t amount;     // bytes to write, milliseconds to sleep, else 0
+  std::string path;  // the file, the source of a move or copy, or empty
+  uint64_t amount;   // bytes to write, milliseconds to sleep, else 0
 };
 
 class FaultInjectingPlatform : public Platform {
@@ -68,12 +61,16 @@ class FaultInjectingPlatform : public Platform {
   explicit FaultInjectingPlatform(Platform& forwardTo = posix()) : next_(forwardTo) {}
 
   void inject(Fault fault);
-  void failNext(Op op, WinError error, uint32_t times = 1, uint32_t skip = 0);
-  void failOnPath(Op op, const std::string& pathPart, WinError error, uint32_t times = 1);
-  // The machine stops at disk-changing call number `step` (from 0): that call
-  // does half its work at most (a write is torn, a rename does not happen),
-  // and no later call changes the disk. Creating a file, writing, flushing,
-  // moving, copying, removing and making a directory change the disk.
+  void failNext(Op op, WinError error, uint32_t times = 1, uint32_t skip = 0) {
+    inject(Fault{op, error, times, skip, {}, {}});
+  }
+  void failOnPath(Op op, const std::string& pathPart, WinError error) {
+    inject(Fault{op, error, 1, 0, pathPart, {}});
+  }
+  // The machine stops at disk-changing call number `step` (from 0): a write
+  // there is torn, any other such call does not happen, and no later one
+  // does. Creating a file, writing, flushing, moving, copying, removing and
+  // making a directory change the disk.
   void crashAt(uint32_t step);
   bool crashed() const;
   uint32_t steps() const;  // disk-changing calls that went through
@@ -81,36 +78,66 @@ class FaultInjectingPlatform : public Platform {
 
   std::vector<Call> calls() const;
   size_t count(Op op) const;
-  uint64_t sleptMilliseconds() const;  // the sum of all requested sleeps (none is real)
+  uint64_t sleptMilliseconds() const;  // requested sleeps; none is real
   void clearCalls();
 
   WinError openExclusive(const std::string& path, OpenMode mode, FileHandle* out) override;
-  WinError fileSize(FileHandle file, uint64_t* size) override;
-  WinError read(FileHandle file, void* buffer, uint32_t size, uint32_t* countRead) override;
+  WinError fileSize(FileHandle file, uint64_t* size) override { return next_.fileSize(file, size); }
+  WinError read(FileHandle file, void* buffer, uint32_t size, uint32_t* countRead) override {
+    return next_.read(file, buffer, size, countRead);
+  }
   WinError write(FileHandle file, const void* data, uint32_t size, uint32_t* countWritten) override;
-  WinError flush(FileHandle file) override;
+  WinError flush(FileHandle file) override {
+    return pass({Op::Flush, {}, 0}, true, [&] { return next_.flush(file); });
+  }
   void close(FileHandle& file) override { next_.close(file); }
-  WinError replaceMove(const std::string& from, const std::string& to) override;
-  WinError copyNoReplace(const std::string& from, const std::string& to) override;
-  WinError removeFile(const std::string& path) override;
-  WinError exists(const std::string& path) override;
-  WinError makeDirectory(const std::string& path) override;
-  WinError currentDirectory(std::string* out) override;
+  WinError replaceMove(const std::string& from, const std::string& to) override {
+    return pass({Op::ReplaceMove, from, 0}, true, [&] { return next_.replaceMove(from, to); });
+  }
+  WinError copyNoReplace(const std::string& from, const std::string& to) override {
+    return pass({Op::CopyNoReplace, from, 0}, true, [&] { return next_.copyNoReplace(from, to); });
+  }
+  WinError removeFile(const std::string& path) override {
+    return pass({Op::RemoveFile, path, 0}, true, [&] { return next_.removeFile(path); });
+  }
+  WinError exists(const std::string& path) override { return next_.exists(path); }
+  WinError makeDirectory(const std::string& path) override {
+    return pass({Op::MakeDirectory, path, 0}, true, [&] { return next_.makeDirectory(path); });
+  }
+  WinError currentDirectory(std::string* out) override {
+    return pass({Op::CurrentDirectory, {}, 0}, false, [&] { return next_.currentDirectory(out); });
+  }
   uint32_t currentThreadId() override;
-  void sleepMilliseconds(uint32_t milliseconds) override;
-  Semaphore* createSemaphore() override;
-  void destroySemaphore(Semaphore* semaphore) override;
-  WinError waitSemaphore(Semaphore* semaphore) override;
-  WinError releaseSemaphore(Semaphore* semaphore, uint32_t count) override;
+  void sleepMilliseconds(uint32_t milliseconds) override {
+    take({Op::Sleep, {}, milliseconds}, false);
+  }
+  Semaphore* createSemaphore() override {
+    return take({Op::CreateSemaphore, {}, 0}, false) ? nullptr : next_.createSemaphore();
+  }
+  void destroySemaphore(Semaphore* semaphore) override {
+    take({Op::DestroySemaphore, {}, 0}, false);
+    next_.destroySemaphore(semaphore);
+  }
+  WinError waitSemaphore(Semaphore* semaphore) override {
+    return pass({Op::WaitSemaphore, {}, 0}, false, [&] { return next_.waitSemaphore(semaphore); });
+  }
+  WinError releaseSemaphore(Semaphore* semaphore, uint32_t count) override {
+    return next_.releaseSemaphore(semaphore, count);
+  }
 
  private:
+  // Records the call; returns the fault acting on it, if any.
+  std::optional<Fault> take(Call call, bool changesDisk);
+  template <class Forward>
+  WinError pass(Call call, bool changesDisk, Forward forward) {
+    if (auto fault = take(std::move(call), changesDisk)) return fault->error;
+    return forward();
+  }
+
   struct Armed {
     Fault fault;
     uint32_t seen = 0;
   };
-  // Records the call; returns the fault acting on it, if any.
-  std::optional<Fault> take(Call call, bool changesDisk);
-
   Platform& next_;
   mutable std::mutex mutex_;
   std::vector<Armed> faults_;
