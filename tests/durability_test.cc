@@ -47,7 +47,6 @@ class InProcessStore {
     static_cast<void**>(get())[1] = trove::host::servicesTable();  // the host's services
   }
   ~InProcessStore() { trove::onDataInit(get(), 0); }
-
   void* get() const { return memory_.get(); }
   trove::PropertiesMap& map() const { return *trove::PropertiesMap::from(get()); }
   void setName(const std::string& path) {
@@ -59,7 +58,6 @@ class InProcessStore {
   int32_t load() { return trove::onInitDone(get()); }
   int32_t flush() { return trove::flush(get()); }
   uint32_t changed() const { return map().changed.load(); }
-
   int32_t setCount(uint32_t value) {  // app/count
     uint64_t key = TROVE_INVALID_KEY;
     const int32_t opened = trove::OpenKey(get(), &key, 0, "app", 1);
@@ -125,7 +123,6 @@ class Durability : public ::testing::Test {
     trace_.clear();
     return store;
   }
-
   trove::host::Host host_;
   trove::host::CapturingTraceSink& trace_ = host_.captureTrace();
 };
@@ -278,7 +275,6 @@ TEST_F(Durability, FailedStepsLeaveTheseFiles) {
     InstalledPlatform installed(fault);
     auto store = changed(scratch, c.name, c.mode, files(kBefore));
     fault.inject(c.fault);
-
     EXPECT_EQ(store->flush(), c.result) << context;
     EXPECT_EQ(filesIn(scratch, c.name), files(c.after)) << context;
     EXPECT_EQ(store->map().backupMode, c.mode) << context << ": the mode changed";
@@ -310,9 +306,6 @@ TEST_F(Durability, NothingIsWrittenWithoutAChangeOrWithoutAPlace) {
   EXPECT_EQ(nowhere->flush(), errOk);
   EXPECT_EQ(nowhere->changed(), 0u);
   EXPECT_TRUE(fault.calls().empty());
-  EXPECT_TRUE(trove::isDefaultStoreName(u"profiles.xml", 12));
-  EXPECT_FALSE(trove::isDefaultStoreName(u"rofiles.xml", 11));
-  EXPECT_FALSE(trove::isDefaultStoreName(nullptr, 0));
 }
 
 TEST_F(Durability, StoreIoGetsTheWholeTextAndAFailedWriteKeepsTheChange) {

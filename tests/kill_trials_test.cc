@@ -94,7 +94,6 @@ TEST(KillTrialsTest, AKilledSaveLeavesTheOldOrTheNewValue) {
   }
   std::sort(saves.begin(), saves.end());
   const long window = std::chrono::duration_cast<std::chrono::microseconds>(saves[2]).count() + 1;
-
   const unsigned seed = std::random_device{}();
   std::mt19937 random(seed);
   std::uniform_int_distribution<long> delay(0, window);
@@ -108,7 +107,6 @@ TEST(KillTrialsTest, AKilledSaveLeavesTheOldOrTheNewValue) {
     std::this_thread::sleep_for(std::chrono::microseconds(delay(random)));
     kill(child.first, SIGKILL);
     killedInSave += finish(child) == -SIGKILL && saving;
-
     const auto [status, text] = get(dir);
     const std::string now = std::to_string(value);
     ASSERT_EQ(status, 0) << "trial " << trial << " (seed " << seed << "): get failed after a kill";

@@ -55,7 +55,6 @@ class StoreLoad : public ::testing::Test {
     return object;
   }
   Object named(const std::string& path) { return named(utf16(path)); }
-
   static uint32_t saveOnClose(const Object& object) {
     return object.field<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE);
   }
@@ -80,7 +79,6 @@ class StoreLoad : public ::testing::Test {
     object.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, open(object, "app", 1), "count",
                                uint32_t{TROVE_TDWORD}, &value, 4u, 1u);
   }
-
   trove::host::Host host_;
   trove::host::CapturingTraceSink* trace_ = nullptr;
 };
@@ -154,7 +152,6 @@ TEST_F(StoreLoad, NamedStoresLoadLikeThis) {
     }
     const auto before = snapshot(scratch);
     trace_->clear();
-
     Object object = named(utf16(scratch.path().string() + "/") + name, c.flags);
     EXPECT_EQ(object.initDone().code(), c.result) << context;
     EXPECT_EQ(countOf(object), c.count) << context;
@@ -167,7 +164,6 @@ TEST_F(StoreLoad, NamedStoresLoadLikeThis) {
       ASSERT_EQ(warnings.size(), 1u) << context;
       EXPECT_NE(warnings[0].text.find(c.warning), std::string::npos) << warnings[0].text;
     }
-
     if (c.result < 0) {
       // Whatever is changed after a failed load never reaches the disk.
       setCount(object, 77);
@@ -189,7 +185,6 @@ TEST_F(StoreLoad, StoreHeldByAnotherOpenerIsASharingViolationAndALoadHoldsNothin
   EXPECT_EQ(blocked.initDone().code(), errSysSharingViolation);
   EXPECT_EQ(saveOnClose(blocked), 0u);
   ::close(fd);
-
   Object later = named(path);
   EXPECT_EQ(later.initDone().code(), errOk);
   EXPECT_EQ(countOf(later), 3u);
@@ -223,13 +218,11 @@ TEST_F(StoreLoad, PendingRootPointIsAppliedAfterANamedLoadOnly) {
   EXPECT_EQ(object.initDone().code(), errOk);
   EXPECT_EQ(object.rootPoint(), "outer");
   EXPECT_EQ(countOf(object, "app"), 5u) << "paths resolve below the root point";
-
   Object nowhere = named(scratch.file("rooted.xml"));
   ASSERT_TRUE(nowhere.setRootPoint("nowhere").ok());
   EXPECT_EQ(nowhere.initDone().code(), errEntryNotFound);
   EXPECT_EQ(saveOnClose(nowhere), 0u);
   EXPECT_EQ(nowhere.rootPoint(), "");
-
   trove::host::MemoryStoreIo io(nested);
   Object throughIo = host_.createObject(TROVE_IID_REGISTRY);
   ASSERT_TRUE(throughIo.setStoreIo(io).ok());
@@ -272,12 +265,6 @@ TEST_F(StoreLoad, StoreIoContentIsReadWholeFromOffsetZero) {
     EXPECT_EQ(io.calls(StoreIo::kRead), c.reads);
     EXPECT_EQ(saveOnClose(object), c.result >= 0 ? 1u : 0u);
   }
-
-  // No name and no I/O object: an empty store.
-  Object none = host_.createObject(TROVE_IID_REGISTRY);
-  ASSERT_TRUE(none.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 1).ok());
-  EXPECT_EQ(none.initDone().code(), errOk);
-  EXPECT_EQ(saveOnClose(none), 1u);
 }
 
 }  // namespace

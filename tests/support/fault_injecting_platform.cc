@@ -15,11 +15,6 @@ void FaultInjectingPlatform::crashAt(uint32_t step) {
   crashAt_ = step;
 }
 
-bool FaultInjectingPlatform::crashed() const {
-  std::lock_guard lock(mutex_);
-  return crashed_;
-}
-
 uint32_t FaultInjectingPlatform::steps() const {
   std::lock_guard lock(mutex_);
   return steps_;

@@ -21,6 +21,7 @@
 
 namespace trove::platform {
 
+// Operations the double can fail; the others are forwarded unrecorded.
 enum class Op {
   OpenExclusive,
   Write,
@@ -33,7 +34,7 @@ enum class Op {
   Sleep,
   CreateSemaphore,
   DestroySemaphore,
-  WaitSemaphore,
+  WaitSemaphore
 };
 
 // Lets `skip` calls of `op` whose path contains `pathContains` pass, then
@@ -72,7 +73,6 @@ class FaultInjectingPlatform : public Platform {
   // does. Creating a file, writing, flushing, moving, copying, removing and
   // making a directory change the disk.
   void crashAt(uint32_t step);
-  bool crashed() const;
   uint32_t steps() const;  // disk-changing calls that went through
   void setThreadId(uint32_t id);
 
