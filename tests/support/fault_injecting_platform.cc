@@ -10,26 +10,6 @@ void FaultInjectingPlatform::inject(Fault fault) {
   faults_.push_back(Armed{std::move(fault)});
 }
 
-void FaultInjectingPlatform::crashAt(uint32_t step) {
-  std::lock_guard lock(mutex_);
-  crashAt_ = step;
-}
-
-uint32_t FaultInjectingPlatform::steps() const {
-  std::lock_guard lock(mutex_);
-  return steps_;
-}
-
-void FaultInjectingPlatform::setThreadId(uint32_t id) {
-  std::lock_guard lock(mutex_);
-  threadId_ = id;
-}
-
-std::vector<Call> FaultInjectingPlatform::calls() const {
-  std::lock_guard lock(mutex_);
-  return calls_;
-}
-
 size_t FaultInjectingPlatform::count(Op op) const {
   std::lock_guard lock(mutex_);
   return std::count_if(calls_.begin(), calls_.end(), [op](const Call& c) { return c.op == op; });
@@ -40,11 +20,6 @@ uint64_t FaultInjectingPlatform::sleptMilliseconds() const {
   uint64_t total = 0;
   for (const Call& call : calls_) total += call.op == Op::Sleep ? call.amount : 0;
   return total;
-}
-
-void FaultInjectingPlatform::clearCalls() {
-  std::lock_guard lock(mutex_);
-  calls_.clear();
 }
 
 std::optional<Fault> FaultInjectingPlatform::take(Call call, bool changesDisk) {

@@ -1,14 +1,8 @@
 // A Platform for tests: forwards every call to another platform (the POSIX
 // one by default, so tests work on real files), fails the calls a test aims
 // at, can stop like a crashing machine, and records the calls it can fail.
-//
-//   FaultInjectingPlatform fault;
-//   InstalledPlatform installed(fault);            // current() is now `fault`
-//   fault.failNext(Op::ReplaceMove, kAccessDenied, /*times=*/2);
-//
 // An injected failure does not reach the forwarded platform: a failed move
-// moves nothing, a failed write writes nothing (unless a byte limit says
-// otherwise). Thread-safe.
+// moves nothing. Thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -72,14 +66,30 @@ class FaultInjectingPlatform : public Platform {
   // there is torn, any other such call does not happen, and no later one
   // does. Creating a file, writing, flushing, moving, copying, removing and
   // making a directory change the disk.
-  void crashAt(uint32_t step);
-  uint32_t steps() const;  // disk-changing calls that went through
-  void setThreadId(uint32_t id);
+  void crashAt(uint32_t step) {
+    std::lock_guard lock(mutex_);
+    crashAt_ = step;
+  }
+  // Disk-changing calls that went through.
+  uint32_t steps() const {
+    std::lock_guard lock(mutex_);
+    return steps_;
+  }
+  void setThreadId(uint32_t id) {
+    std::lock_guard lock(mutex_);
+    threadId_ = id;
+  }
 
-  std::vector<Call> calls() const;
+  std::vector<Call> calls() const {
+    std::lock_guard lock(mutex_);
+    return calls_;
+  }
   size_t count(Op op) const;
   uint64_t sleptMilliseconds() const;  // requested sleeps; none is real
-  void clearCalls();
+  void clearCalls() {
+    std::lock_guard lock(mutex_);
+    calls_.clear();
+  }
 
   WinError openExclusive(const std::string& path, OpenMode mode, FileHandle* out) override;
   WinError fileSize(FileHandle file, uint64_t* size) override { return next_.fileSize(file, size); }
