@@ -1,16 +1,26 @@
-// What a save leaves on disk when it fails or is cut short: failed writes
-// leave the old store and its backups byte for byte, and a crash at any step
-// leaves the old or the new store under its name, or the old one in ".bak2"
-// where the sequence has moved it away for a moment.
+// Saving a store, and what a save leaves on disk when a step of it fails or
+// the machine stops in the middle: the store's name holds the old store or
+// the new one, or the old one is in ".bak2" where the sequence has moved it
+// for a moment; never a mix, never nothing.
+//
+// The Registry object here is run by the module code linked into the test,
+// not by the module file: only this copy sees the platform a test installs.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <functional>
+#include <map>
+#include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 
-#include "in_process_store.h"
-#include "platform/platform.h"
+#include "frame/lifecycle.h"
+#include "frame/property_accessors.h"
+#include "object/properties_map.h"
+#include "registry/registry_methods.h"
+#include "services/host_services.h"
+#include "storage/store_file.h"
 #include "store_files.h"
 #include "support/fault_injecting_platform.h"
 #include "trove/abi.h"
@@ -20,353 +30,290 @@
 namespace {
 
 using namespace store_test;
+using trove::platform::Call;
+using trove::platform::Fault;
 using trove::platform::FaultInjectingPlatform;
-using trove::platform::FileHandle;
 using trove::platform::InstalledPlatform;
 using trove::platform::Op;
-using trove::platform::OpenMode;
-using trove::platform::Platform;
-using trove::platform::WinError;
+namespace os = trove::platform;
 
-constexpr WinError kDead = trove::platform::kGeneralFailure;
+// An object on the host heap like one the host made, its trace lines going
+// to the host's sink.
+class InProcessStore {
+ public:
+  explicit InProcessStore(trove::host::Host& host) : memory_(TROVE_DATA_SIZE) {
+    trove::setRootObject(host.root());
+    trove::onDataInit(get(), 1);
+    static_cast<void**>(get())[1] = trove::host::servicesTable();  // the host's services
+  }
+  ~InProcessStore() { trove::onDataInit(get(), 0); }
+  void* get() const { return memory_.get(); }
+  trove::PropertiesMap& map() const { return *trove::PropertiesMap::from(get()); }
+  void setName(const std::string& path) {
+    std::u16string name = utf16(path) + u'\0';
+    uint32_t outSize = 0;
+    trove::setName(get(), &outSize, TROVE_PROP_NAME, name.data(),
+                   static_cast<uint32_t>(name.size() * 2));
+  }
+  int32_t load() { return trove::onInitDone(get()); }
+  int32_t flush() { return trove::flush(get()); }
+  uint32_t changed() const { return map().changed.load(); }
+  int32_t setCount(uint32_t value) {  // app/count
+    uint64_t key = TROVE_INVALID_KEY;
+    const int32_t opened = trove::OpenKey(get(), &key, 0, "app", 1);
+    return opened < 0 ? opened : trove::SetValue(get(), key, "count", TROVE_TDWORD, &value, 4, 1);
+  }
+  uint32_t count() {  // 0 when absent
+    uint64_t key = TROVE_INVALID_KEY;
+    uint32_t value = 0, type = TROVE_TDWORD, required = 0;
+    if (trove::OpenKey(get(), &key, 0, "app", 0) < 0) return 0;
+    trove::GetValue(get(), &required, key, "count", &type, &value, 4);
+    return value;
+  }
 
+ private:
+  trove::host::HeapObject memory_;
+};
+
+// The canonical text of a store holding app/count = n, as a save writes it.
 std::string canonicalCount(uint32_t n) {
   return "<propertiesmap>\r\n    <key name=\"app\">\r\n        <tDWORD name=\"count\">" +
          std::to_string(n) + "</tDWORD>\r\n    </key>\r\n</propertiesmap>\r\n";
 }
+const std::string kOld = canonicalCount(1);
+const std::string kNew = canonicalCount(2);
 
-// The POSIX platform until the machine "stops" at step `crashAt`: every call
-// that changes the disk is a step; the step at the crash does half its work
-// at most (a write or a copy is torn, a rename is atomic and does not happen)
-// and nothing that changes the disk happens after it.
-class CrashingPlatform : public Platform {
- public:
-  explicit CrashingPlatform(std::optional<uint32_t> crashAt) : crashAt_(crashAt) {}
-
-  uint32_t steps() const { return steps_; }
-  bool crashed() const { return crashed_; }
-
-  WinError openExclusive(const std::string& path, OpenMode mode, FileHandle* out) override {
-    if (mode == OpenMode::WriteCreateAlways && !step()) return kDead;
-    return os().openExclusive(path, mode, out);
+// The files beside a store, suffix ("" the store itself) -> content, from a
+// specification "=old .bak=first .tmpabc=new" ("old" and "new" are kOld and kNew).
+using Files = std::map<std::string, std::string>;
+Files files(const std::string& spec) {
+  Files result;
+  std::istringstream words(spec);
+  for (std::string word; words >> word;) {
+    const size_t equals = word.find('=');
+    const std::string text = word.substr(equals + 1);
+    result[word.substr(0, equals)] = text == "old" ? kOld : text == "new" ? kNew : text;
   }
-  WinError fileSize(FileHandle file, uint64_t* size) override { return os().fileSize(file, size); }
-  WinError read(FileHandle file, void* buffer, uint32_t size, uint32_t* countRead) override {
-    return os().read(file, buffer, size, countRead);
+  return result;
+}
+void writeFiles(const std::string& store, const Files& files) {
+  for (const auto& [suffix, text] : files) writeFile(store + suffix, text);
+}
+Files filesIn(const ScratchDirectory& scratch, const std::string& name) {
+  Files found;
+  for (const std::string& entry : scratch.entries()) {
+    found[entry.substr(name.size())] = readFile(scratch.file(entry));
   }
-  WinError write(FileHandle file, const void* data, uint32_t size,
-                 uint32_t* countWritten) override {
-    if (!step()) {
-      if (justCrashed_) os().write(file, data, size / 2, countWritten);  // torn
-      return kDead;
-    }
-    return os().write(file, data, size, countWritten);
-  }
-  WinError flush(FileHandle file) override { return step() ? os().flush(file) : kDead; }
-  void close(FileHandle& file) override { os().close(file); }
-  WinError replaceMove(const std::string& from, const std::string& to) override {
-    return step() ? os().replaceMove(from, to) : kDead;
-  }
-  WinError copyNoReplace(const std::string& from, const std::string& to) override {
-    if (!step()) {
-      // Torn: a new target holds part of the source (an existing one is never opened).
-      if (justCrashed_ && !fileExists(to) && fileExists(from)) {
-        writeFile(to, readFile(from).substr(0, 10));
-      }
-      return kDead;
-    }
-    return os().copyNoReplace(from, to);
-  }
-  WinError removeFile(const std::string& path) override {
-    return step() ? os().removeFile(path) : kDead;
-  }
-  WinError exists(const std::string& path) override { return os().exists(path); }
-  WinError makeDirectory(const std::string& path) override {
-    return step() ? os().makeDirectory(path) : kDead;
-  }
-  WinError currentDirectory(std::string* out) override { return os().currentDirectory(out); }
-  uint32_t currentThreadId() override { return 0x5a5a; }
-  void sleepMilliseconds(uint32_t) override {}
-  trove::platform::Semaphore* createSemaphore() override { return os().createSemaphore(); }
-  void destroySemaphore(trove::platform::Semaphore* semaphore) override {
-    os().destroySemaphore(semaphore);
-  }
-  WinError waitSemaphore(trove::platform::Semaphore* semaphore) override {
-    return os().waitSemaphore(semaphore);
-  }
-  WinError releaseSemaphore(trove::platform::Semaphore* semaphore, uint32_t count) override {
-    return os().releaseSemaphore(semaphore, count);
-  }
-
- private:
-  static Platform& os() { return trove::platform::posix(); }
-
-  // Whether this disk-changing call may go ahead.
-  bool step() {
-    justCrashed_ = false;
-    if (crashed_) return false;
-    if (crashAt_ && steps_ == *crashAt_) {
-      crashed_ = true;
-      justCrashed_ = true;
-      return false;
-    }
-    ++steps_;
-    return true;
-  }
-
-  std::optional<uint32_t> crashAt_;
-  uint32_t steps_ = 0;
-  bool crashed_ = false;
-  bool justCrashed_ = false;
-};
-
-struct Scenario {
-  const char* name;  // the store's file name
-  uint8_t backupMode;
-  bool earlierSecondBackup;  // a ".bak2" from an earlier save exists
-  bool earlierFirstBackup;   // a ".bak" exists
-};
-
-const Scenario kScenarios[] = {
-    {"data.xml", 0, true, false},     {"profiles.xml", 0, false, false},
-    {"profiles.xml", 0, true, false}, {"data.xml", 1, true, false},
-    {"data.xml", 2, false, false},    {"data.xml", 2, true, true},
-};
+  return found;
+}
 
 class Durability : public ::testing::Test {
  protected:
-  const std::string old_ = canonicalCount(1);
-  const std::string new_ = canonicalCount(2);
+  // A store `name` in `scratch` made of `before`, loaded and changed to hold 2.
+  std::unique_ptr<InProcessStore> changed(const ScratchDirectory& scratch, const char* name,
+                                          uint8_t mode, const Files& before) {
+    writeFiles(scratch.file(name), before);
+    auto store = std::make_unique<InProcessStore>(host_);
+    store->setName(scratch.file(name));
+    store->map().backupMode = mode;
+    store->map().useLocking = 1;
+    store->load();
+    EXPECT_GE(store->setCount(2), 0);
+    trace_.clear();
+    return store;
+  }
   trove::host::Host host_;
-  trove::host::CapturingTraceSink* trace_ = &host_.captureTrace();
+  trove::host::CapturingTraceSink& trace_ = host_.captureTrace();
 };
 
-// Runs one save of `scenario` that crashes at `crashAt` (never when unset) in
-// a fresh directory, checks what a restart would find, and returns how many
-// disk-changing steps the save took.
-uint32_t saveAndCrash(trove::host::Host& host, const Scenario& scenario,
-                      std::optional<uint32_t> crashAt, const std::string& oldStore,
-                      const std::string& newStore) {
-  ScratchDirectory scratch;
-  const std::string path = scratch.file(scenario.name);
-  writeFile(path, oldStore);
-  if (scenario.earlierSecondBackup) writeFile(path + ".bak2", "previous save");
-  if (scenario.earlierFirstBackup) writeFile(path + ".bak", "first ever");
-
-  CrashingPlatform crashing(crashAt);
-  uint32_t steps = 0;
-  {
-    InProcessStore store(host);
-    store.setName(path);
-    store.map().backupMode = scenario.backupMode;
-    EXPECT_EQ(store.load(), errOk);
-    EXPECT_GE(store.setCount(2), 0);
-    InstalledPlatform installed(crashing);
-    const int32_t result = store.flush();
-    steps = crashing.steps();
-    if (!crashing.crashed()) {
-      EXPECT_EQ(result, errOk);
-    }
-  }
-
-  const std::string context = std::string(scenario.name) + " mode " +
-                              std::to_string(scenario.backupMode) + " crash at " +
-                              (crashAt ? std::to_string(*crashAt) : "never");
-  if (fileExists(path)) {
-    const std::string found = readFile(path);
-    EXPECT_TRUE(found == oldStore || found == newStore) << context << ": " << found;
-    // And it loads as what it says.
-    InProcessStore restarted(host);
-    restarted.setName(path);
-    EXPECT_EQ(restarted.load(), errOk) << context;
-    EXPECT_EQ(restarted.count(), found == oldStore ? 1u : 2u) << context;
-  } else {
-    EXPECT_EQ(readFile(path + ".bak2"), oldStore) << context << ": the store is nowhere";
-  }
-  if (!crashAt) {
-    EXPECT_EQ(readFile(path), newStore) << context;
-  }
-  if (scenario.earlierFirstBackup) {
-    EXPECT_EQ(readFile(path + ".bak"), "first ever") << context;
-  }
-  return steps;
-}
-
-TEST_F(Durability, CrashAtAnyStepLeavesTheOldOrTheNewStoreRecoverable) {
-  for (const Scenario& scenario : kScenarios) {
-    const uint32_t total = saveAndCrash(host_, scenario, std::nullopt, old_, new_);
-    EXPECT_GE(total, 4u) << "create, write, flush and install at least";
-    for (uint32_t crashAt = 0; crashAt <= total; ++crashAt) {
-      saveAndCrash(host_, scenario, crashAt, old_, new_);
-    }
-  }
-}
-
-// Backup modes with a ".bak" and a ".bak2" in place: a save that fails while
-// the temporary file is made or written touches neither them nor the store.
-class FailedWrite : public Durability {
- protected:
-  void SetUp() override {
-    fault_.setThreadId(0x77);
-    path_ = scratch_.file("profiles.xml");
-    writeFile(path_, old_);
-    writeFile(path_ + ".bak", "first ever");
-    writeFile(path_ + ".bak2", "previous save");
-  }
-
-  // Loads, changes and saves with `inject` armed; returns the save's result.
-  int32_t saveWith(const std::function<void(FaultInjectingPlatform&)>& inject) {
-    InProcessStore store(host_);
-    store.setName(path_);
-    store.map().backupMode = 2;
-    EXPECT_EQ(store.load(), errOk);
-    EXPECT_GE(store.setCount(2), 0);
-    InstalledPlatform installed(fault_);
-    inject(fault_);
-    const int32_t result = store.flush();
-    EXPECT_EQ(store.changed(), 1u) << "a failed save keeps the change";
-    EXPECT_EQ(store.map().backupMode, 2) << "no backup step ran";
-    return result;
-  }
-
-  void expectUntouched() {
-    EXPECT_EQ(readFile(path_), old_);
-    EXPECT_EQ(readFile(path_ + ".bak"), "first ever");
-    EXPECT_EQ(readFile(path_ + ".bak2"), "previous save");
-    EXPECT_EQ(scratch_.entries(),
-              (std::set<std::string>{"profiles.xml", "profiles.xml.bak", "profiles.xml.bak2"}))
-        << "a failed write leaves no temporary file behind";
-    EXPECT_EQ(fault_.count(Op::ReplaceMove), 0u);
-    EXPECT_EQ(fault_.count(Op::CopyNoReplace), 0u);
-  }
-
-  ScratchDirectory scratch_;
-  FaultInjectingPlatform fault_;
-  std::string path_;
+struct BackupCase {
+  const char* name;  // the store's file name
+  uint8_t mode;
+  const char* before;  // files(...)
+  const char* after;
+  uint8_t modeAfter;
+};
+// The platform reports thread 0xabc: the temporary file is ".tmpabc".
+const BackupCase kBackupCases[] = {
+    // Mode 0 neither keeps nor touches a backup of an ordinary store.
+    {"data.xml", 0, "=old .bak2=older", "=new .bak2=older", 0},
+    // A store named profiles.xml (compared with case) always keeps the
+    // previous store as ".bak2"; an older ".bak2" is set aside and removed.
+    {"profiles.xml", 0, "=old", "=new .bak2=old", 0},
+    {"myprofiles.xml", 0, "=old .bak2=older", "=new .bak2=old", 0},
+    {"Profiles.xml", 0, "=old", "=new", 0},
+    // Mode 1 does so for any store; other modes act as 0.
+    {"data.xml", 1, "=old .bak2=older", "=new .bak2=old", 1},
+    {"data.xml", 7, "=old", "=new", 7},
+    // Mode 2 also copies the store to ".bak" once, never over an existing
+    // one, and then becomes mode 1.
+    {"data.xml", 2, "=old", "=new .bak=old .bak2=old", 1},
+    {"data.xml", 2, "=old .bak=first .bak2=older", "=new .bak=first .bak2=old", 1},
+    {"data.xml", 2, "", "=new", 1},
+    // An empty store is what creating it anew leaves after a crash left only
+    // ".bak2": it must not push out the backup of the last real store.
+    {"profiles.xml", 0, "= .bak2=old", "=new .bak2=old", 0},
+    // Leftovers of an interrupted save by a thread of the same number.
+    {"profiles.xml", 0, "=old .bak2=older .tmpabc=torn<prop .bak2abc=stale", "=new .bak2=old", 0},
 };
 
-TEST_F(FailedWrite, DiskFull) {
-  EXPECT_EQ(saveWith([](FaultInjectingPlatform& f) {
-              f.failNext(Op::Write, trove::platform::kDiskFull);
-            }),
-            errOutOfSpace);
-  expectUntouched();
-  EXPECT_TRUE(
-      trace_->contains("trove\tcannot write file " + path_ + " : 0x80000062 (Out of space)"));
-}
-
-TEST_F(FailedWrite, DiskFullAfterPartOfTheText) {
-  trove::platform::Fault fault;
-  fault.op = Op::Write;
-  fault.error = trove::platform::kDiskFull;
-  fault.byteLimit = 20;
-  EXPECT_EQ(saveWith([&](FaultInjectingPlatform& f) { f.inject(fault); }), errOutOfSpace);
-  expectUntouched();
-}
-
-TEST_F(FailedWrite, ShortWrite) {
-  EXPECT_EQ(saveWith([](FaultInjectingPlatform& f) { f.shortWrite(10); }), errNotMatched);
-  expectUntouched();
-}
-
-TEST_F(FailedWrite, TemporaryFileNotOnDisk) {
-  EXPECT_EQ(saveWith([](FaultInjectingPlatform& f) {
-              f.failNext(Op::Flush, trove::platform::kGeneralFailure);
-            }),
-            errUnspecified);
-  expectUntouched();
-}
-
-TEST_F(FailedWrite, TemporaryFileCannotBeCreated) {
-  EXPECT_EQ(saveWith([](FaultInjectingPlatform& f) {
-              f.failNext(Op::OpenExclusive, trove::platform::kDiskFull);
-            }),
-            errOutOfSpace);
-  expectUntouched();
-}
-
-TEST_F(Durability, TemporaryFileReachesTheDiskBeforeItReplacesTheStore) {
-  ScratchDirectory scratch;
-  const std::string path = scratch.file("profiles.xml");
-  writeFile(path, old_);
-  FaultInjectingPlatform fault;
-  fault.setThreadId(0x1f);
-  InProcessStore store(host_);
-  store.setName(path);
-  ASSERT_EQ(store.load(), errOk);
-  ASSERT_GE(store.setCount(2), 0);
-  InstalledPlatform installed(fault);
-  ASSERT_EQ(store.flush(), errOk);
-
-  const auto calls = fault.calls();
-  auto position = [&](Op op, const std::string& file) {
-    for (size_t i = 0; i < calls.size(); ++i) {
-      if (calls[i].op == op && calls[i].path == file) return i;
+TEST_F(Durability, EveryBackupModeSurvivesACrashAtAnyStep) {
+  for (const BackupCase& c : kBackupCases) {
+    const Files before = files(c.before);
+    const auto old = before.find("");
+    uint32_t total = 0;
+    for (uint32_t crashAt = 0; crashAt <= total + 1; ++crashAt) {
+      const bool crash = crashAt > 0;  // 0: no crash, then at step crashAt - 1
+      const std::string context = std::string(c.name) + " mode " + std::to_string(c.mode) +
+                                  " crash at " + std::to_string(crashAt);
+      ScratchDirectory scratch;
+      const std::string path = scratch.file(c.name);
+      auto store = changed(scratch, c.name, c.mode, before);
+      FaultInjectingPlatform fault;
+      fault.setThreadId(0xabc);
+      if (crash) fault.crashAt(crashAt - 1);
+      int32_t result;
+      {
+        InstalledPlatform installed(fault);
+        result = store->flush();
+      }
+      if (!crash) {
+        total = fault.steps();
+        EXPECT_EQ(result, errOk) << context;
+        EXPECT_EQ(store->changed(), 0u) << context;
+        EXPECT_EQ(store->map().backupMode, c.modeAfter) << context;
+        EXPECT_EQ(store->map().lock.state, 0) << context << ": the save still holds the lock";
+        EXPECT_EQ(filesIn(scratch, c.name), files(c.after)) << context;
+        // Nothing old moves before the new store is on disk.
+        const auto calls = fault.calls();
+        auto first = [&](Op op) {
+          return std::find_if(calls.begin(), calls.end(),
+                              [op](const Call& x) { return x.op == op; });
+        };
+        EXPECT_LT(first(Op::Flush), std::min(first(Op::ReplaceMove), first(Op::CopyNoReplace)))
+            << context;
+      }
+      store.reset();
+      if (fileExists(path)) {
+        const std::string found = readFile(path);
+        EXPECT_TRUE(found == kNew || (old != before.end() && found == old->second)) << context;
+        InProcessStore restarted(host_);
+        restarted.setName(path);
+        EXPECT_EQ(restarted.load(), errOk) << context;
+        EXPECT_EQ(restarted.count(), found == kNew ? 2u : found == kOld ? 1u : 0u) << context;
+      } else {
+        EXPECT_TRUE(old == before.end() || readFile(path + ".bak2") == old->second)
+            << context << ": the store is nowhere";
+      }
+      if (before.count(".bak") != 0) {
+        EXPECT_EQ(readFile(path + ".bak"), before.at(".bak")) << context;
+      }
     }
-    return calls.size();
-  };
-  const size_t flushed = position(Op::Flush, path + ".tmp1f");
-  const size_t closed = position(Op::Close, path + ".tmp1f");
-  const size_t backedUp = position(Op::ReplaceMove, path);
-  const size_t installed_ = position(Op::ReplaceMove, path + ".tmp1f");
-  ASSERT_LT(installed_, calls.size());
-  EXPECT_LT(flushed, closed);
-  EXPECT_LT(closed, backedUp) << "the store is moved away only once its successor is safe";
-  EXPECT_LT(backedUp, installed_);
-}
-
-TEST_F(Durability, LeftoversOfAnEarlierCrashDoNotDisturbTheNextSave) {
-  ScratchDirectory scratch;
-  const std::string path = scratch.file("profiles.xml");
-  writeFile(path, old_);
-  writeFile(path + ".bak2", "previous save");
-  writeFile(path + ".tmp2a", "torn <propertiesmap");  // an unfinished temporary file
-  writeFile(path + ".bak2" + "2a", "stale set-aside");
-  FaultInjectingPlatform fault;
-  fault.setThreadId(0x2a);
-  InProcessStore store(host_);
-  store.setName(path);
-  ASSERT_EQ(store.load(), errOk);
-  ASSERT_GE(store.setCount(2), 0);
-  InstalledPlatform installed(fault);
-  EXPECT_EQ(store.flush(), errOk);
-  EXPECT_EQ(readFile(path), new_);
-  EXPECT_EQ(readFile(path + ".bak2"), old_);
-  EXPECT_EQ(scratch.entries(), (std::set<std::string>{"profiles.xml", "profiles.xml.bak2"}));
-}
-
-}  // namespace
-
-namespace {
-
-// A crash between the backup move and the install leaves the name empty and
-// the last real store in ".bak2". Creating the store anew must not let the
-// first save of the empty store push that backup out, nor a save while the
-// name is still empty.
-TEST_F(Durability, RecreatedStoreKeepsTheBackupOfTheLastRealStore) {
-  ScratchDirectory scratch;
-  const std::string path = scratch.file("profiles.xml");
-  writeFile(path + ".bak2", old_);
-  {
-    InProcessStore store(host_);
-    store.setName(path);
-    store.map().openFlags = TROVE_OPEN_CREATE_IF_MISSING;
-    ASSERT_EQ(store.load(), errOk);
-    EXPECT_EQ(readFile(path), "");
-    ASSERT_GE(store.setCount(2), 0);
-    EXPECT_EQ(store.flush(), errOk);
+    EXPECT_GE(total, 4u) << c.name << ": create, write, flush and install at least";
   }
-  EXPECT_EQ(readFile(path + ".bak2"), old_) << "an empty store is no backup";
-  EXPECT_EQ(readFile(path), new_);
-  EXPECT_EQ(scratch.entries(), (std::set<std::string>{"profiles.xml", "profiles.xml.bak2"}));
+}
 
-  // The next save backs up real content again.
+Fault fail(Op op, os::WinError error, uint32_t times = 1, uint32_t skip = 0, const char* path = "",
+           std::optional<uint32_t> byteLimit = {}) {
+  return Fault{op, error, times, skip, path, byteLimit};
+}
+struct FailureCase {
+  const char* name;  // the store's file name
+  uint8_t mode;
+  Fault fault;
+  int32_t result;
+  const char* after;   // files(...)
+  uint64_t slept;      // milliseconds between attempts to install
+  const char* traced;  // part of the error trace
+};
+// Every case starts from the store with a ".bak" and a ".bak2" beside it.
+constexpr char kBefore[] = "=old .bak=first .bak2=previous";
+
+const FailureCase kFailures[] = {
+    // A failure while the temporary file is made or written touches nothing
+    // else and leaves no temporary file.
+    {"profiles.xml", 2, fail(Op::OpenExclusive, os::kDiskFull), errOutOfSpace, kBefore, 0, "write"},
+    {"profiles.xml", 2, fail(Op::Write, os::kDiskFull), errOutOfSpace, kBefore, 0, "write"},
+    {"profiles.xml", 2, fail(Op::Write, os::kDiskFull, 1, 0, "", 20), errOutOfSpace, kBefore, 0,
+     "write"},
+    {"profiles.xml", 2, fail(Op::Write, os::kSuccess, 1, 0, "", 10), errNotMatched, kBefore, 0,
+     "write"},
+    {"profiles.xml", 2, fail(Op::Flush, os::kGeneralFailure), errUnspecified, kBefore, 0, "write"},
+    // Access denied to the install is tried three times, 200 ms apart; the
+    // new store stays in the temporary file when all fail.
+    {"data.xml", 0, fail(Op::ReplaceMove, os::kAccessDenied, 2), errOk,
+     "=new .bak=first .bak2=previous", 400, nullptr},
+    {"data.xml", 0, fail(Op::ReplaceMove, os::kAccessDenied, 3), errAccessDenied,
+     "=old .bak=first .bak2=previous .tmpabc=new", 400, "move temporary"},
+    {"data.xml", 0, fail(Op::ReplaceMove, os::kSharingViolation), errSysSharingViolation,
+     "=old .bak=first .bak2=previous .tmpabc=new", 0, "move temporary"},
+    // After the backup move the old store is in ".bak2", the new one in the
+    // temporary file.
+    {"profiles.xml", 0, fail(Op::ReplaceMove, os::kGeneralFailure, 1, 0, ".tmp"), errUnspecified,
+     ".bak=first .bak2=old .tmpabc=new", 0, "does not exist"},
+    // Failing backup steps are reported and the save goes on.
+    {"profiles.xml", 0, fail(Op::ReplaceMove, os::kAccessDenied, 1, 0, ".bak2"), errOk,
+     "=new .bak=first .bak2=old", 0, "move profiles.xml.bak2"},
+    {"profiles.xml", 0, fail(Op::RemoveFile, os::kAccessDenied), errOk,
+     "=new .bak=first .bak2=old .bak2abc=previous", 0, "cannot remove"},
+    {"profiles.xml", 0, fail(Op::ReplaceMove, os::kAccessDenied, 1, 1), errOk, "=new .bak=first", 0,
+     "move original"},
+};
+
+TEST_F(Durability, FailedStepsLeaveTheseFiles) {
+  int row = 0;
+  for (const FailureCase& c : kFailures) {
+    const std::string context = "row " + std::to_string(row++);
+    ScratchDirectory scratch;
+    FaultInjectingPlatform fault;
+    fault.setThreadId(0xabc);
+    InstalledPlatform installed(fault);
+    auto store = changed(scratch, c.name, c.mode, files(kBefore));
+    fault.inject(c.fault);
+    EXPECT_EQ(store->flush(), c.result) << context;
+    EXPECT_EQ(filesIn(scratch, c.name), files(c.after)) << context;
+    EXPECT_EQ(store->map().backupMode, c.mode) << context << ": the mode changed";
+    EXPECT_EQ(fault.sleptMilliseconds(), c.slept) << context;
+    std::string errors;
+    for (const auto& line : trace_.linesAt(TROVE_TRACE_ERROR)) errors += line.text + "\n";
+    EXPECT_EQ(errors.find(c.traced ? c.traced : "\n") != std::string::npos, c.traced != nullptr)
+        << context << ": " << errors;
+    // A failed save keeps the change, and the next one installs it.
+    EXPECT_EQ(store->changed(), c.result < 0 ? 1u : 0u) << context;
+    if (c.result < 0) {
+      EXPECT_EQ(store->flush(), errOk) << context;
+      EXPECT_EQ(readFile(scratch.file(c.name)), kNew) << context;
+    }
+  }
+}
+
+TEST_F(Durability, NothingIsWrittenWithoutAChangeOrWithoutAPlace) {
+  ScratchDirectory scratch;
+  FaultInjectingPlatform fault;
+  InstalledPlatform installed(fault);
+  auto unchanged = changed(scratch, "data.xml", 0, files("=old"));
+  ASSERT_EQ(unchanged->flush(), errOk);
+  auto nowhere = std::make_unique<InProcessStore>(host_);  // no name, no store I/O
+  ASSERT_EQ(nowhere->load(), errOk);
+  ASSERT_GE(nowhere->setCount(4), 0);
+  fault.clearCalls();
+  EXPECT_EQ(unchanged->flush(), errOk);
+  EXPECT_EQ(nowhere->flush(), errOk);
+  EXPECT_EQ(nowhere->changed(), 0u);
+  EXPECT_TRUE(fault.calls().empty());
+}
+
+TEST_F(Durability, AFailedStoreIoWriteKeepsTheChange) {
+  using trove::host::StoreIo;
+  trove::host::MemoryStoreIo io;
   InProcessStore store(host_);
-  store.setName(path);
+  store.map().storeIo = io.get();
   ASSERT_EQ(store.load(), errOk);
-  ASSERT_GE(store.setCount(3), 0);
-  EXPECT_EQ(store.flush(), errOk);
-  EXPECT_EQ(readFile(path + ".bak2"), new_);
+  ASSERT_GE(store.setCount(4), 0);
+  io.setFailure(StoreIo::kWrite, errMediaError);
+  EXPECT_EQ(store.flush(), errMediaError);
+  EXPECT_EQ(store.changed(), 1u);
+  EXPECT_EQ(io.calls(StoreIo::kComplete), 1u) << "completed after a failed write too";
 }
 
 }  // namespace

@@ -1,156 +1,124 @@
-// The POSIX platform on real files in a fresh scratch directory.
+// The POSIX platform on real files in a fresh scratch directory, and the
+// path rules built on it.
 #include "platform/platform.h"
+#include "platform/paths.h"
 
 #include <errno.h>
-#include <fcntl.h>
-#include <stdlib.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include "store_files.h"
+#include "support/fault_injecting_platform.h"
 
 namespace trove::platform {
 namespace {
 
-namespace fs = std::filesystem;
+using store_test::readFile;
+using store_test::writeFile;
 
-std::string makeScratchDirectory(const std::string& under) {
-  std::string pattern = under + "/trove-platform-XXXXXX";
-  if (::mkdtemp(pattern.data()) == nullptr) return std::string();
-  return pattern;
+TEST(ErrorMapping, FollowsTheTable) {
+  const int table[] = {
+      // errno, error
+      0,       kSuccess,          ENOTDIR, kPathNotFound,     EACCES,       kAccessDenied,
+      EPERM,   kAccessDenied,     EISDIR,  kAccessDenied,     EROFS,        kAccessDenied,
+      EEXIST,  kFileExists,       EAGAIN,  kSharingViolation, EBUSY,        kSharingViolation,
+      ETXTBSY, kSharingViolation, ENOMEM,  kNotEnoughMemory,  EINVAL,       kInvalidParameter,
+      ENOSPC,  kDiskFull,         EDQUOT,  kDiskFull,         ENAMETOOLONG, kInvalidName,
+      EILSEQ,  kInvalidName,      EIO,     kGeneralFailure,   EBADF,        kGeneralFailure,
+      EXDEV,   kGeneralFailure};
+  for (size_t i = 0; i < std::size(table); i += 2) {
+    EXPECT_EQ(fromErrno(table[i]), static_cast<WinError>(table[i + 1])) << table[i];
+  }
 }
 
 class PlatformTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = makeScratchDirectory(fs::temp_directory_path().string());
-    ASSERT_FALSE(dir_.empty());
+  std::string path(const std::string& name) const { return scratch_.file(name); }
+  WinError open(const std::string& name, OpenMode mode, FileHandle* file) {
+    return p_.openExclusive(path(name), mode, file);
   }
-  void TearDown() override {
-    std::error_code ignored;
-    fs::remove_all(dir_, ignored);
-  }
-
-  std::string path(const std::string& name) const { return dir_ + "/" + name; }
-
-  static void writeText(const std::string& file, const std::string& text) {
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
-    out << text;
-  }
-  static std::string readText(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
-  }
-
+  store_test::ScratchDirectory scratch_;
   Platform& p_ = posix();
-  std::string dir_;
 };
 
-TEST(ErrorMapping, FollowsTheTable) {
-  EXPECT_EQ(fromErrno(0), kSuccess);
-  EXPECT_EQ(fromErrno(ENOTDIR), kPathNotFound);
-  for (int error : {EACCES, EPERM, EISDIR, EROFS}) EXPECT_EQ(fromErrno(error), kAccessDenied);
-  EXPECT_EQ(fromErrno(EEXIST), kFileExists);
-  for (int error : {EWOULDBLOCK, EBUSY, ETXTBSY}) EXPECT_EQ(fromErrno(error), kSharingViolation);
-  EXPECT_EQ(fromErrno(ENOMEM), kNotEnoughMemory);
-  EXPECT_EQ(fromErrno(EINVAL), kInvalidParameter);
-  EXPECT_EQ(fromErrno(ENOSPC), kDiskFull);
-  EXPECT_EQ(fromErrno(EDQUOT), kDiskFull);
-  EXPECT_EQ(fromErrno(ENAMETOOLONG), kInvalidName);
-  EXPECT_EQ(fromErrno(EILSEQ), kInvalidName);
-  for (int error : {EIO, EBADF, EFAULT, EMFILE, EXDEV}) {
-    EXPECT_EQ(fromErrno(error), kGeneralFailure) << error;
-  }
-}
-
-TEST_F(PlatformTest, MissingFileIsToldFromMissingDirectory) {
-  EXPECT_EQ(fromErrno(ENOENT), kFileNotFound);  // nothing to check against
-  EXPECT_EQ(fromErrno(ENOENT, path("gone.xml").c_str()), kFileNotFound);
-  EXPECT_EQ(fromErrno(ENOENT, path("no/gone.xml").c_str()), kPathNotFound);
-  EXPECT_EQ(fromErrno(ENOENT, "trove-surely-absent.xml"), kFileNotFound);  // in "."
-
+TEST_F(PlatformTest, FileOperationsReportWhatWentWrong) {
+  writeFile(path("plain"), "x");
+  writeFile(path("keep"), "keep me");
+  ASSERT_EQ(p_.makeDirectory(path("sub")), kSuccess);
   FileHandle file;
-  EXPECT_EQ(p_.openExclusive(path("gone.xml"), OpenMode::ReadExisting, &file), kFileNotFound);
-  EXPECT_FALSE(file.isOpen());
-  EXPECT_EQ(p_.openExclusive(path("no/gone.xml"), OpenMode::ReadExisting, &file), kPathNotFound);
-  EXPECT_EQ(p_.openExclusive(path("no/new.xml"), OpenMode::WriteCreateAlways, &file),
-            kPathNotFound);
-  EXPECT_FALSE(file.isOpen());
-
-  // A file where a directory should be.
-  writeText(path("plain"), "x");
-  EXPECT_EQ(p_.openExclusive(path("plain/x.xml"), OpenMode::ReadExisting, &file), kPathNotFound);
-  // A directory is no file to open, for reading or writing.
-  EXPECT_EQ(p_.openExclusive(dir_, OpenMode::ReadExisting, &file), kAccessDenied);
-  EXPECT_EQ(p_.openExclusive(dir_, OpenMode::WriteCreateAlways, &file), kAccessDenied);
-  EXPECT_FALSE(file.isOpen());
+  const OpenMode read = OpenMode::ReadExisting, write = OpenMode::WriteCreateAlways;
+  const std::vector<std::pair<std::function<WinError()>, WinError>> cases = {
+      {[&] { return fromErrno(ENOENT, "trove-surely-absent.xml"); }, kFileNotFound},
+      {[&] { return open("gone", read, &file); }, kFileNotFound},
+      {[&] { return open("no/gone", read, &file); }, kPathNotFound},
+      {[&] { return open("plain/x", read, &file); }, kPathNotFound},
+      {[&] { return open("sub", read, &file); }, kAccessDenied},
+      {[&] { return open("sub", write, &file); }, kAccessDenied},
+      {[&] { return p_.copyNoReplace(path("plain"), path("keep")); }, kFileExists},
+      {[&] { return p_.copyNoReplace(path("gone"), path("d")); }, kFileNotFound},
+      {[&] { return p_.copyNoReplace(path("no/gone"), path("d")); }, kPathNotFound},
+      {[&] { return p_.copyNoReplace(path("plain"), path("no/d")); }, kPathNotFound},
+      {[&] { return p_.copyNoReplace(path("sub"), path("d")); }, kAccessDenied},
+      {[&] { return p_.replaceMove(path("gone"), path("keep")); }, kFileNotFound},
+      {[&] { return p_.replaceMove(path("no/gone"), path("keep")); }, kPathNotFound},
+      {[&] { return p_.replaceMove(path("plain"), path("no/keep")); }, kPathNotFound},
+      {[&] { return p_.replaceMove(path("plain"), path("sub")); }, kAccessDenied},
+      {[&] { return p_.exists(path("gone")); }, kFileNotFound},
+      {[&] { return p_.removeFile(path("sub")); }, kAccessDenied},
+      {[&] { return p_.makeDirectory(path("sub")); }, kFileExists},
+      {[&] { return p_.makeDirectory(path("x/y")); }, kPathNotFound},
+  };
+  for (size_t i = 0; i < cases.size(); ++i) {
+    EXPECT_EQ(cases[i].first(), cases[i].second) << "case " << i;
+    EXPECT_FALSE(file.isOpen()) << "case " << i;
+  }
+  EXPECT_EQ(scratch_.entries(), (std::set<std::string>{"keep", "plain", "sub"}));
+  EXPECT_EQ(readFile(path("keep")), "keep me");
 }
 
-TEST_F(PlatformTest, ExclusiveOpenShutsOutEveryOtherOpener) {
-  writeText(path("store.xml"), "content");
-  FileHandle first;
-  ASSERT_EQ(p_.openExclusive(path("store.xml"), OpenMode::ReadExisting, &first), kSuccess);
-  ASSERT_TRUE(first.isOpen());
-
-  FileHandle second;
-  EXPECT_EQ(p_.openExclusive(path("store.xml"), OpenMode::ReadExisting, &second),
-            kSharingViolation);
+TEST_F(PlatformTest, ExclusiveOpenShutsOutEveryOtherOpenerAndCopy) {
+  writeFile(path("store"), "content");
+  FileHandle first, second;
+  ASSERT_EQ(open("store", OpenMode::ReadExisting, &first), kSuccess);
+  EXPECT_EQ(open("store", OpenMode::ReadExisting, &second), kSharingViolation);
   EXPECT_FALSE(second.isOpen());
-  // Creating over a held file must not empty it.
-  EXPECT_EQ(p_.openExclusive(path("store.xml"), OpenMode::WriteCreateAlways, &second),
-            kSharingViolation);
-  EXPECT_EQ(readText(path("store.xml")), "content");
-  // A copy of a file held exclusively would be torn.
-  EXPECT_EQ(p_.copyNoReplace(path("store.xml"), path("copy.xml")), kSharingViolation);
-  EXPECT_NE(p_.exists(path("copy.xml")), kSuccess);
-
+  EXPECT_EQ(open("store", OpenMode::WriteCreateAlways, &second), kSharingViolation);
+  EXPECT_EQ(readFile(path("store")), "content") << "creating over a held file emptied it";
+  EXPECT_EQ(p_.copyNoReplace(path("store"), path("copy")), kSharingViolation);
+  EXPECT_NE(p_.exists(path("copy")), kSuccess);
   p_.close(first);
   EXPECT_FALSE(first.isOpen());
-  ASSERT_EQ(p_.openExclusive(path("store.xml"), OpenMode::ReadExisting, &second), kSuccess);
+  ASSERT_EQ(open("store", OpenMode::ReadExisting, &second), kSuccess);
   p_.close(second);
-  p_.close(second);  // closing twice is harmless
 }
 
 TEST_F(PlatformTest, WritesReadsAndTruncates) {
   FileHandle file;
-  ASSERT_EQ(p_.openExclusive(path("f"), OpenMode::WriteCreateAlways, &file), kSuccess);
-  uint32_t written = 0;
-  ASSERT_EQ(p_.write(file, "hello world", 11, &written), kSuccess);
-  EXPECT_EQ(written, 11u);
+  ASSERT_EQ(open("f", OpenMode::WriteCreateAlways, &file), kSuccess);
+  uint32_t done = 0;
+  ASSERT_EQ(p_.write(file, "hello world", 11, &done), kSuccess);
+  EXPECT_EQ(done, 11u);
   EXPECT_EQ(p_.flush(file), kSuccess);
+  char buffer[32] = {};
+  EXPECT_EQ(p_.read(file, buffer, 4, &done), kGeneralFailure) << "a write-only handle";
   p_.close(file);
-
-  ASSERT_EQ(p_.openExclusive(path("f"), OpenMode::ReadExisting, &file), kSuccess);
+  ASSERT_EQ(open("f", OpenMode::ReadExisting, &file), kSuccess);
   uint64_t size = 0;
   ASSERT_EQ(p_.fileSize(file, &size), kSuccess);
   EXPECT_EQ(size, 11u);
-  char buffer[32] = {};
-  uint32_t got = 0;
-  ASSERT_EQ(p_.read(file, buffer, sizeof buffer, &got), kSuccess);  // stops at the end
-  EXPECT_EQ(got, 11u);
-  EXPECT_EQ(std::string(buffer, got), "hello world");
-  // Writing through a read-only handle fails; so does reading a write-only one.
-  EXPECT_EQ(p_.write(file, "x", 1, &written), kGeneralFailure);
+  ASSERT_EQ(p_.read(file, buffer, sizeof buffer, &done), kSuccess);  // stops at the end
+  EXPECT_EQ(std::string(buffer, done), "hello world");
+  EXPECT_EQ(p_.write(file, "x", 1, &done), kGeneralFailure) << "a read-only handle";
   p_.close(file);
-
-  // Creating again empties the file.
-  ASSERT_EQ(p_.openExclusive(path("f"), OpenMode::WriteCreateAlways, &file), kSuccess);
-  EXPECT_EQ(p_.read(file, buffer, 4, &got), kGeneralFailure);
-  ASSERT_EQ(p_.write(file, "abc", 3, nullptr), kSuccess);
-  p_.close(file);
-  EXPECT_EQ(readText(path("f")), "abc");
-
-  ASSERT_EQ(p_.openExclusive(path("empty"), OpenMode::WriteCreateAlways, &file), kSuccess);
+  ASSERT_EQ(open("f", OpenMode::WriteCreateAlways, &file), kSuccess);  // empties it
   ASSERT_EQ(p_.fileSize(file, &size), kSuccess);
   EXPECT_EQ(size, 0u);
   p_.close(file);
@@ -164,9 +132,8 @@ TEST_F(PlatformTest, ReadGathersShortReads) {
   std::vector<char> sent(1 << 20);
   for (size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>(i * 7);
   std::thread writer([&] {
-    size_t done = 0;
-    while (done < sent.size()) {
-      ssize_t count = ::write(ends[1], sent.data() + done, sent.size() - done);
+    for (size_t done = 0; done < sent.size();) {
+      const ssize_t count = ::write(ends[1], sent.data() + done, sent.size() - done);
       if (count <= 0) break;
       done += static_cast<size_t>(count);
     }
@@ -174,186 +141,71 @@ TEST_F(PlatformTest, ReadGathersShortReads) {
   });
   std::vector<char> received(sent.size() + 100);
   uint32_t got = 0;
-  EXPECT_EQ(
-      p_.read(FileHandle{ends[0]}, received.data(), static_cast<uint32_t>(received.size()), &got),
-      kSuccess);
-  // Drain what a faulty read left behind, so that the writer can finish.
+  const auto size = static_cast<uint32_t>(received.size());
+  EXPECT_EQ(p_.read(FileHandle{ends[0]}, received.data(), size, &got), kSuccess);
   char rest[4096];
-  while (::read(ends[0], rest, sizeof rest) > 0) {
+  while (::read(ends[0], rest, sizeof rest) > 0) {  // lets a writer left behind finish
   }
   writer.join();
   ::close(ends[0]);
-  ASSERT_EQ(got, sent.size());
   received.resize(got);
   EXPECT_EQ(received, sent);
 }
 
-TEST_F(PlatformTest, FullDeviceIsDiskFull) {
-  FileHandle file;
-  ASSERT_EQ(p_.openExclusive("/dev/full", OpenMode::WriteCreateAlways, &file), kSuccess);
-  uint32_t written = 99;
-  EXPECT_EQ(p_.write(file, "data", 4, &written), kDiskFull);
-  EXPECT_EQ(written, 0u);
-  p_.close(file);
-}
-
-TEST_F(PlatformTest, CopyRefusesAnExistingTarget) {
-  std::string big(200000, 'q');  // more than one copy buffer
-  writeText(path("a"), big);
+TEST_F(PlatformTest, CopyAndMoveCarryTheWholeContent) {
+  const std::string big(200000, 'q');  // more than one copy buffer
+  writeFile(path("a"), big);
   ::chmod(path("a").c_str(), 0640);
   ASSERT_EQ(p_.copyNoReplace(path("a"), path("b")), kSuccess);
-  EXPECT_EQ(readText(path("b")), big);
-  EXPECT_EQ(readText(path("a")), big);
+  EXPECT_EQ(readFile(path("b")), big);
   struct stat info;
   ASSERT_EQ(::stat(path("b").c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0640u);
+  writeFile(path("store"), "old");
+  ASSERT_EQ(p_.replaceMove(path("b"), path("store")), kSuccess);
+  EXPECT_EQ(readFile(path("store")), big);
+  EXPECT_EQ(scratch_.entries(), (std::set<std::string>{"a", "store"}));
 
-  writeText(path("c"), "keep me");
-  EXPECT_EQ(p_.copyNoReplace(path("a"), path("c")), kFileExists);
-  EXPECT_EQ(readText(path("c")), "keep me");
-
-  EXPECT_EQ(p_.copyNoReplace(path("missing"), path("d")), kFileNotFound);
-  EXPECT_EQ(p_.copyNoReplace(path("no/missing"), path("d")), kPathNotFound);
-  EXPECT_EQ(p_.copyNoReplace(path("a"), path("no/d")), kPathNotFound);
-  EXPECT_EQ(p_.copyNoReplace(dir_, path("d")), kAccessDenied);
-  EXPECT_NE(p_.exists(path("d")), kSuccess);
-}
-
-TEST_F(PlatformTest, ReplaceMoveReplacesTheTarget) {
-  writeText(path("new"), "new content");
-  writeText(path("store"), "old content");
-  ASSERT_EQ(p_.replaceMove(path("new"), path("store")), kSuccess);
-  EXPECT_EQ(readText(path("store")), "new content");
-  EXPECT_EQ(p_.exists(path("new")), kFileNotFound);
-
-  // To a name that does not exist yet.
-  ASSERT_EQ(p_.replaceMove(path("store"), path("store.bak2")), kSuccess);
-  EXPECT_EQ(readText(path("store.bak2")), "new content");
-  EXPECT_EQ(p_.exists(path("store")), kFileNotFound);
-
-  EXPECT_EQ(p_.replaceMove(path("missing"), path("store")), kFileNotFound);
-  EXPECT_EQ(p_.replaceMove(path("no/missing"), path("store")), kPathNotFound);
-  EXPECT_EQ(p_.replaceMove(path("store.bak2"), path("no/store")), kPathNotFound);
-  EXPECT_EQ(readText(path("store.bak2")), "new content");
-  ASSERT_EQ(p_.makeDirectory(path("sub")), kSuccess);
-  EXPECT_EQ(p_.replaceMove(path("store.bak2"), path("sub")), kAccessDenied);
-}
-
-TEST_F(PlatformTest, ReplaceMoveCrossesFileSystems) {
-  std::string other = makeScratchDirectory("/dev/shm");
+  // Across file systems (when /dev/shm is another one) nothing is left beside the target.
   struct stat here, there;
-  if (other.empty() || ::stat(dir_.c_str(), &here) != 0 || ::stat(other.c_str(), &there) != 0 ||
-      here.st_dev == there.st_dev) {
-    if (!other.empty()) fs::remove_all(other);
-    GTEST_SKIP() << "no second file system to move across";
-  }
-  writeText(other + "/tmp", "moved across");
-  writeText(path("store"), "old");
-  EXPECT_EQ(p_.replaceMove(other + "/tmp", path("store")), kSuccess);
-  EXPECT_EQ(readText(path("store")), "moved across");
-  EXPECT_EQ(p_.exists(other + "/tmp"), kFileNotFound);
-  // Nothing is left beside the target.
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(dir_)) names.push_back(entry.path().string());
-  EXPECT_EQ(names, std::vector<std::string>{path("store")});
-  // A missing source is still told apart.
-  EXPECT_EQ(p_.replaceMove(other + "/tmp", path("store")), kFileNotFound);
-  EXPECT_EQ(readText(path("store")), "moved across");
-  fs::remove_all(other);
-}
-
-TEST_F(PlatformTest, ExistsRemoveAndMakeDirectory) {
-  writeText(path("f"), "");
-  EXPECT_EQ(p_.exists(path("f")), kSuccess);
-  EXPECT_EQ(p_.exists(dir_), kSuccess);
-  EXPECT_EQ(p_.exists(path("g")), kFileNotFound);
-  EXPECT_EQ(p_.exists(path("no/g")), kPathNotFound);
-
-  EXPECT_EQ(p_.removeFile(path("f")), kSuccess);
-  EXPECT_EQ(p_.exists(path("f")), kFileNotFound);
-  EXPECT_EQ(p_.removeFile(path("f")), kFileNotFound);
-  EXPECT_EQ(p_.removeFile(path("no/f")), kPathNotFound);
-
-  EXPECT_EQ(p_.makeDirectory(path("d")), kSuccess);
-  EXPECT_TRUE(fs::is_directory(path("d")));
-  EXPECT_EQ(p_.makeDirectory(path("d")), kFileExists);
-  EXPECT_EQ(p_.makeDirectory(path("x/y")), kPathNotFound);
-  EXPECT_EQ(p_.removeFile(path("d")), kAccessDenied);  // not a file
+  ::stat(scratch_.path().c_str(), &here);
+  if (::stat("/dev/shm", &there) != 0 || here.st_dev == there.st_dev) return;
+  const std::string across = "/dev/shm/trove-platform-" + std::to_string(::getpid());
+  writeFile(across, "moved across");
+  EXPECT_EQ(p_.replaceMove(across, path("store")), kSuccess);
+  EXPECT_EQ(readFile(path("store")), "moved across");
+  EXPECT_EQ(p_.exists(across), kFileNotFound);
+  EXPECT_EQ(p_.replaceMove(across, path("store")), kFileNotFound);
+  EXPECT_EQ(scratch_.entries(), (std::set<std::string>{"a", "store"}));
 }
 
 TEST_F(PlatformTest, CurrentDirectoryOfAnyLength) {
-  std::string start;
+  std::string start, got;
   ASSERT_EQ(p_.currentDirectory(&start), kSuccess);
-  EXPECT_EQ(start, fs::current_path().string());
-
-  // Deeper than the first buffer the platform tries.
-  std::string deep = dir_;
+  EXPECT_EQ(start, store_test::fs::current_path().string());
+  std::string deep = scratch_.path().string();  // deeper than the first buffer tried
   for (int i = 0; i < 12; ++i) deep += "/" + std::string(40, static_cast<char>('a' + i));
-  fs::create_directories(deep);
+  store_test::fs::create_directories(deep);
   ASSERT_EQ(::chdir(deep.c_str()), 0);
-  std::string got;
-  WinError result = p_.currentDirectory(&got);
+  const WinError result = p_.currentDirectory(&got);
   ASSERT_EQ(::chdir(start.c_str()), 0);
   EXPECT_EQ(result, kSuccess);
-  EXPECT_EQ(got, fs::canonical(deep).string());
-  EXPECT_GT(got.size(), 500u);
+  EXPECT_EQ(got, store_test::fs::canonical(deep).string());
 }
 
 TEST(Threads, IdentifiersAreKernelThreadIds) {
-  Platform& p = posix();
-  uint32_t mine = p.currentThreadId();
+  const uint32_t mine = posix().currentThreadId();
   EXPECT_EQ(mine, static_cast<uint32_t>(::gettid()));
-  EXPECT_EQ(mine, static_cast<uint32_t>(::getpid()));  // the test runs on the main thread
   uint32_t other = 0;
-  std::thread([&] { other = p.currentThreadId(); }).join();
-  EXPECT_NE(other, 0u);
+  std::thread([&] { other = posix().currentThreadId(); }).join();
   EXPECT_NE(other, mine);
 }
 
-TEST(Threads, MutexExcludes) {
-  Mutex mutex;
-  long counter = 0;  // deliberately not atomic
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 50000; ++i) {
-        mutex.lock();
-        ++counter;
-        mutex.unlock();
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(counter, 200000);
-}
-
-TEST(Semaphores, CountsReleases) {
-  Platform& p = posix();
-  Semaphore* semaphore = p.createSemaphore();
-  ASSERT_NE(semaphore, nullptr);
-  // Releases before waits are kept: three waits pass at once.
-  ASSERT_EQ(p.releaseSemaphore(semaphore, 3), kSuccess);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(p.waitSemaphore(semaphore), kSuccess);
-
-  EXPECT_EQ(p.releaseSemaphore(semaphore, 0), kInvalidParameter);
-  ASSERT_EQ(p.releaseSemaphore(semaphore, kSemaphoreMaximum), kSuccess);
-  EXPECT_EQ(p.releaseSemaphore(semaphore, 1), kTooManyPosts);
-  EXPECT_EQ(p.waitSemaphore(semaphore), kSuccess);
-  EXPECT_EQ(p.releaseSemaphore(semaphore, 1), kSuccess);  // room for one again
-  EXPECT_EQ(p.releaseSemaphore(semaphore, 1), kTooManyPosts);
-  p.destroySemaphore(semaphore);
-
-  EXPECT_EQ(p.waitSemaphore(nullptr), kInvalidHandle);
-  EXPECT_EQ(p.releaseSemaphore(nullptr, 1), kInvalidHandle);
-  p.destroySemaphore(nullptr);
-}
-
-TEST(Semaphores, ReleaseWakesExactlyThatManyWaiters) {
+TEST(Semaphores, ReleaseWakesThatManyWaiters) {
   Platform& p = posix();
   Semaphore* semaphore = p.createSemaphore();
   Semaphore* done = p.createSemaphore();
   ASSERT_NE(semaphore, nullptr);
-  ASSERT_NE(done, nullptr);
   std::atomic<int> passed{0};
   std::vector<std::thread> waiters;
   for (int i = 0; i < 5; ++i) {
@@ -365,8 +217,7 @@ TEST(Semaphores, ReleaseWakesExactlyThatManyWaiters) {
   }
   ASSERT_EQ(p.releaseSemaphore(semaphore, 3), kSuccess);
   for (int i = 0; i < 3; ++i) ASSERT_EQ(p.waitSemaphore(done), kSuccess);
-  // Three went through; the other two are still held.
-  EXPECT_EQ(passed.load(), 3);
+  EXPECT_EQ(passed.load(), 3) << "two waiters are still held";
   ASSERT_EQ(p.releaseSemaphore(semaphore, 2), kSuccess);
   for (auto& waiter : waiters) waiter.join();
   EXPECT_EQ(passed.load(), 5);
@@ -374,43 +225,47 @@ TEST(Semaphores, ReleaseWakesExactlyThatManyWaiters) {
   p.destroySemaphore(done);
 }
 
-class StubPlatform : public Platform {
- public:
-  WinError openExclusive(const std::string&, OpenMode, FileHandle*) override { return 5; }
-  WinError fileSize(FileHandle, uint64_t*) override { return 5; }
-  WinError read(FileHandle, void*, uint32_t, uint32_t*) override { return 5; }
-  WinError write(FileHandle, const void*, uint32_t, uint32_t*) override { return 5; }
-  WinError flush(FileHandle) override { return 5; }
-  void close(FileHandle&) override {}
-  WinError replaceMove(const std::string&, const std::string&) override { return 5; }
-  WinError copyNoReplace(const std::string&, const std::string&) override { return 5; }
-  WinError removeFile(const std::string&) override { return 5; }
-  WinError exists(const std::string&) override { return 5; }
-  WinError makeDirectory(const std::string&) override { return 5; }
-  WinError currentDirectory(std::string*) override { return 5; }
-  uint32_t currentThreadId() override { return 7; }
-  void sleepMilliseconds(uint32_t) override {}
-  Semaphore* createSemaphore() override { return nullptr; }
-  void destroySemaphore(Semaphore*) override {}
-  WinError waitSemaphore(Semaphore*) override { return 5; }
-  WinError releaseSemaphore(Semaphore*, uint32_t) override { return 5; }
-};
+TEST(Paths, DirectoryPartAndFullPath) {
+  const std::pair<const char*, const char*> parts[] = {
+      {"profiles.xml", ""}, {"", ""},     {"/profiles.xml", "/"},  {"/a/b/profiles.xml", "/a/b"},
+      {"a/x", "a"},         {"//x", "/"}, {"/a\\b/c\\d", "/a\\b"},  // a backslash is no separator
+  };
+  for (const auto& [path, directory] : parts) EXPECT_EQ(directoryPart(path), directory) << path;
+  const char* full[] = {
+      // path, current directory, full path
+      "/a/b",       "/ignored", "/a/b",      "x/y",     "/home/u",   "/home/u/x/y", "",
+      "/home/u",    "/home/u",  "//a///b//", "/",       "/a/b",      "/a/./b/.",    "/",
+      "/a/b",       "../x",     "/home/u",   "/home/x", "a/../../b", "/h/u",        "/h/b",
+      "../../../x", "/a",       "/x",        "/..",     "/a",        "/",           "...",
+      "/c",         "/c/...",   "..x/.y",    "/c",      "/c/..x/.y", "x",           "/c/./d/../e/",
+      "/c/e/x"};
+  for (size_t i = 0; i < std::size(full); i += 3) {
+    EXPECT_EQ(makeFullPath(full[i], full[i + 1]), full[i + 2]) << full[i];
+  }
+}
 
-TEST(Install, SwapsThePlatformInUse) {
-  EXPECT_EQ(&current(), &posix());
-  StubPlatform stub;
-  Platform* previous = install(&stub);
-  EXPECT_EQ(previous, &posix());
-  EXPECT_EQ(&current(), &stub);
-  EXPECT_EQ(current().currentThreadId(), 7u);
-
-  StubPlatform other;
-  EXPECT_EQ(install(&other), &stub);
-  EXPECT_EQ(install(nullptr), &other);
-  EXPECT_EQ(&current(), &posix());
-  install(&posix());  // same as null
-  EXPECT_EQ(&current(), &posix());
-  EXPECT_EQ(install(nullptr), &posix());
+TEST(Paths, CreateDirectoriesMakesTheMissingOnesTopDownAndStopsAtAFailure) {
+  store_test::ScratchDirectory scratch;
+  const std::string dir = scratch.path().string();
+  FaultInjectingPlatform fault;
+  auto made = [&] {
+    std::vector<std::string> paths;
+    for (const Call& call : fault.calls()) {
+      if (call.op == Op::MakeDirectory) paths.push_back(call.path);
+    }
+    fault.clearCalls();
+    return paths;
+  };
+  ASSERT_EQ(createDirectories(fault, dir + "/a/b"), kSuccess);
+  EXPECT_EQ(made(), (std::vector<std::string>{dir + "/a", dir + "/a/b"}));
+  ASSERT_EQ(createDirectories(fault, dir + "/a/b"), kSuccess);
+  EXPECT_TRUE(made().empty());
+  fault.failOnPath(Op::MakeDirectory, "/m/n", kAccessDenied);
+  EXPECT_EQ(createDirectories(fault, dir + "/m/n/o"), kAccessDenied);
+  EXPECT_EQ(made(), (std::vector<std::string>{dir + "/m", dir + "/m/n"}));
+  EXPECT_EQ(scratch.entries(), (std::set<std::string>{"a", "m"}));
+  writeFile(dir + "/file", "x");
+  EXPECT_EQ(createDirectories(posix(), dir + "/file/sub"), kPathNotFound);
 }
 
 }  // namespace
