@@ -145,37 +145,29 @@ TEST(HostModules, SearchLooksBesideTheProgramThenThroughTheVariable) {
   const char* saved = std::getenv("TROVE_MODULE_PATH");
   const std::string restore = saved ? saved : "";
   const std::string moduleDir = fs::path(TROVE_MODULE_PATH).parent_path().string();
-  const std::string besideProgram =
-      fs::read_symlink("/proc/self/exe").parent_path().string() + "/libtrove_registry.so";
+  const fs::path programDir = fs::read_symlink("/proc/self/exe").parent_path();
+  const std::string beside = (programDir / "libtrove_registry.so").string();
   ScratchDirectory decoy;
   store_test::writeFile(decoy.file("libtrove_registry.so"), "");
 
   ::unsetenv("TROVE_MODULE_PATH");
-  Module missing = Host().loadModule();
-  EXPECT_EQ(missing.status(), errSysModuleNotFound);
-  EXPECT_NE(missing.status().message().find(besideProgram), std::string::npos) << missing.status();
-  EXPECT_NE(missing.status().message().find("TROVE_MODULE_PATH is not set"), std::string::npos);
+  const std::string missing = Host().loadModule().status().message();
+  EXPECT_NE(missing.find("cannot find the trove module"), std::string::npos);
+  EXPECT_NE(missing.find(beside), std::string::npos) << missing;
+  EXPECT_NE(missing.find("TROVE_MODULE_PATH is not set"), std::string::npos) << missing;
 
-  ::setenv("TROVE_MODULE_PATH",
-           ("/no/such/dir::" + moduleDir + ":" + decoy.path().string()).c_str(), 1);
+  ::setenv("TROVE_MODULE_PATH", ("/none::" + moduleDir + ":" + decoy.path().string()).c_str(), 1);
   trove::host::ModuleSearch search = trove::host::findModule();
   EXPECT_EQ(search.found, moduleDir + "/libtrove_registry.so");
   EXPECT_EQ(search.tried,
             (std::vector<std::string>{
-                besideProgram,
-                fs::path(besideProgram).parent_path().string() + "/trove/libtrove_registry.so",
-                fs::path(besideProgram).parent_path().parent_path().string() +
-                    "/lib/trove/libtrove_registry.so",
-                "/no/such/dir", search.found}));
+                beside, (programDir / "trove/libtrove_registry.so").string(),
+                (programDir.parent_path() / "lib/trove/libtrove_registry.so").string(), "/none",
+                search.found}));
   Host host;
-  Module module = host.loadModule();
-  EXPECT_EQ(module.path(), search.found);
+  EXPECT_EQ(host.loadModule().path(), search.found);
   EXPECT_NE(host.findInterface(TROVE_IID_REGISTRY), nullptr);
-  if (saved) {
-    ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1);
-  } else {
-    ::unsetenv("TROVE_MODULE_PATH");
-  }
+  if (saved) ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1);
 }
 
 // Objects keep the module loaded, and outlive the host that made them.
@@ -297,17 +289,12 @@ TEST(StringObject, AssignTakesUtf16UpToTheFirstNul) {
   };
   EXPECT_EQ(assign(text.get(), data, sizeof data), errOk);
   EXPECT_EQ(text.text(), u"new");
-  EXPECT_EQ(static_cast<TroveStringObject*>(text.get())->length, 3u);
   EXPECT_EQ(assign(text.get(), data, 5), errOk);
   EXPECT_EQ(text.text(), u"ne") << "an odd last byte is no unit";
-  EXPECT_EQ(assign(text.get(), nullptr, 0), errOk);
-  EXPECT_EQ(text.text(), u"");
   EXPECT_EQ(assign(text.get(), data, 6, 65001), errNotSupported);
   EXPECT_EQ(assign(text.get(), nullptr, 6), errInvalidArgument);
-  TroveStringObject stranger{nullptr, 0};
-  EXPECT_EQ(assign(&stranger, data, 6), errInvalidArgument);
   void* gone = StringObject().get();
-  EXPECT_EQ(assign(gone, data, 6), errInvalidArgument);
+  EXPECT_EQ(assign(gone, data, 6), errInvalidArgument) << "an object no longer there";
 }
 
 // ---- The trace formatter: what a module's trace line turns into.
