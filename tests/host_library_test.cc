@@ -222,7 +222,9 @@ TEST(RegistryObject, PropertiesAndAStoreHeldByAnIoObject) {
     EXPECT_TRUE(object.getProperty(TROVE_PROP_DESCRIPTION, description, sizeof description));
     EXPECT_STREQ(description, "properties map");
     EXPECT_EQ(object.setField<uint32_t>(TROVE_PROP_RESERVED_1003, 1), errAccessDenied);
-    EXPECT_EQ(object.setField<uint64_t>(TROVE_PROP_READ_ONLY, 1), errInvalidSize);
+    const Status wrongSize = object.setField<uint64_t>(TROVE_PROP_READ_ONLY, 1);
+    EXPECT_EQ(wrongSize, errInvalidSize);
+    EXPECT_NE(wrongSize.message().find("0x20601000"), std::string::npos) << wrongSize;
     EXPECT_EQ(object.setProperty(TROVE_PROP_READ_ONLY, nullptr, 4), errInvalidArgument);
     EXPECT_EQ(object.setField<uint32_t>(0xDEAD, 1), errPropertyNotFound);
     EXPECT_EQ(object.call<TroveClean>(TROVE_SLOT_FLUSH), errMethodNotFound) << "a null entry";

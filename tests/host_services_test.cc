@@ -70,6 +70,8 @@ TEST(HostServices, ObjectHeapAllocatesReallocatesAndFrees) {
   ASSERT_EQ(trove::hostRealloc(object.get(), &grown, block, 64), errOk);
   EXPECT_EQ(std::memcmp(grown, "sixteen bytes!!", 16), 0);
   EXPECT_EQ(object.liveBytes(), 64u);
+  ASSERT_EQ(trove::hostRealloc(object.get(), &grown, grown, 8), errOk);  // shrinking copies 8
+  EXPECT_EQ(std::memcmp(grown, "sixteen ", 8), 0);
   void* empty = nullptr;
   ASSERT_EQ(trove::hostAlloc(object.get(), &empty, 0), errOk);
   EXPECT_NE(empty, nullptr) << "a size of 0 still gives a block";
