@@ -1,5 +1,5 @@
-// The module's side of the host services (cells, object heap, trace) and the
-// scratch buffers on an object's heap, run in this process against the host.
+// The module's side of the host's object heap, and the scratch buffers on
+// it, run in this process against the host.
 #include <gtest/gtest.h>
 
 #include <sys/mman.h>
@@ -20,43 +20,6 @@ namespace {
 using trove::host::HeapObject;
 using trove::host::Host;
 using trove::host::HostHeap;
-
-// Kept first: the trace cell of this process is still empty here.
-TEST(HostServices, HostFunctionsAreLookedUpUntilFound) {
-  trove::setRootObject(nullptr);
-  EXPECT_EQ(trove::trace(nullptr, 300, "no root"), errUnexpected);
-  trove::host::HostOptions options;
-  options.root.provideTrace = false;
-  options.root.provideStringAssign = false;
-  Host host(options);
-  auto& trace = host.captureTrace();
-  trove::setRootObject(host.root());
-  HeapObject object;
-  EXPECT_EQ(trove::trace(object.get(), 600, "line"), errUnexpected);
-  EXPECT_EQ(trove::trace(object.get(), 600, "line"), errUnexpected);
-  EXPECT_EQ(trove::hostStringAssign(), nullptr);
-  EXPECT_EQ(host.counters().resolveTrace, 2u) << "an empty cell is asked for again";
-
-  host.rootOptions().provideTrace = true;
-  host.rootOptions().provideStringAssign = true;
-  EXPECT_EQ(trove::trace(object.get(), 600, "%s %d: %terr", "X", 7, errInvalidArgument), errOk);
-  EXPECT_EQ(trove::trace(host.root(), 200, "second"), errOk);
-  EXPECT_EQ(host.counters().resolveTrace, 3u) << "a filled cell is not looked up again";
-  ASSERT_EQ(trace.count(), 2u);
-  EXPECT_EQ(trace.lines()[0].text, "X 7: 0x80000046 (Invalid argument)");
-  EXPECT_EQ(trace.lines()[0].object, object.get());
-  EXPECT_EQ(trace.lines()[1].level, 200u);
-
-  TroveHostStringAssign assign = trove::hostStringAssign();
-  ASSERT_NE(assign, nullptr);
-  EXPECT_EQ(trove::hostStringAssign(), assign);
-  trove::host::StringObject text;
-  EXPECT_EQ(assign(text.get(), 0, 0xFFFF, u"abc", 8, 1200), errOk);
-  EXPECT_EQ(text.text(), u"abc");
-  void* unknown = nullptr;
-  EXPECT_EQ(trove::resolveHostFunction(&unknown, 9, 0x12345678, 9), nullptr);
-  trove::setRootObject(nullptr);
-}
 
 TEST(HostServices, ObjectHeapAllocatesReallocatesAndFrees) {
   HeapObject object;
