@@ -16,6 +16,10 @@ namespace {
 using store_test::readFile;
 using store_test::ScratchDirectory;
 
+bool has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
 // Runs `action`, which must throw a trove::Error with `code`; returns its message.
 template <typename Action>
 std::string errorOf(Action action, int32_t code) {
@@ -77,8 +81,7 @@ TEST(ClientApi, ConversionsDefaultsAndErrors) {
   EXPECT_EQ(key.getOptional<uint32_t>("NUMBER"), 99u);  // names ignore case
   EXPECT_EQ(key.getOptional<uint32_t>("missing"), std::nullopt);
   EXPECT_THROW(key.getOptional<uint32_t>("word"), trove::Error);
-  EXPECT_NE(errorOf([&] { key.get<uint32_t>("missing"); }, errEntryNotFound).find("missing"),
-            std::string::npos);
+  EXPECT_TRUE(has(errorOf([&] { key.get<uint32_t>("missing"); }, errEntryNotFound), "missing"));
   errorOf([&] { key.remove("missing"); }, errEntryNotFound);
 
   // setText on a value that holds wide text really writes it.
@@ -167,25 +170,23 @@ TEST(ClientApi, SavesOpenFailuresAndReadOnlyStores) {
   key.set<uint32_t>("n", 1);
   EXPECT_EQ(readFile(path), "");  // nothing is written before a save
   store.save();
-  EXPECT_NE(readFile(path).find("<tDWORD name=\"n\">1</tDWORD>"), std::string::npos);
+  EXPECT_TRUE(has(readFile(path), "<tDWORD name=\"n\">1</tDWORD>"));
   errorOf([&] { key.get<uint32_t>("n"); }, errInvalidKey);  // keys before a save are stale
   store.key("a").set<uint32_t>("n", 2);
   store.close();  // saveOnClose is off: the change is dropped
   EXPECT_EQ(trove::Store::openFile(path, {.rootPoint = "a"}).root().get<uint32_t>("n"), 1u);
 
   errorOf([] { trove::Store::openFile(""); }, errInvalidArgument);
-  EXPECT_NE(errorOf([&] { trove::Store::openFile(dir.file("no/s.xml")); }, errFileNotFound)
-                .find(dir.file("no/s.xml")),
-            std::string::npos);
+  EXPECT_TRUE(has(errorOf([&] { trove::Store::openFile(dir.file("no/s.xml")); }, errFileNotFound),
+                  dir.file("no/s.xml")));
   errorOf([&] { trove::Store::openFile(path, {.rootPoint = "nowhere"}); }, errEntryNotFound);
   store_test::writeFile(dir.file("damaged.xml"), "<propertiesmap><key name='a'>");
   errorOf([&] { trove::Store::openFile(dir.file("damaged.xml")); }, errXmlFormat);
   EXPECT_EQ(readFile(dir.file("damaged.xml")), "<propertiesmap><key name='a'>");
 
   auto readOnly = trove::Store::openFile(path, {.readOnly = true});
-  EXPECT_NE(errorOf([&] { readOnly.key("a").set<uint32_t>("n", 6); }, errReadOnly)
-                .find("read-only (0x800000c1)"),
-            std::string::npos);
+  EXPECT_TRUE(has(errorOf([&] { readOnly.key("a").set<uint32_t>("n", 6); }, errReadOnly),
+                  "read-only (0x800000c1)"));
 
   // A moved-from store refuses calls; assigning over an open store closes it.
   trove::Store moved = std::move(store);
@@ -219,21 +220,21 @@ TEST(ClientApi, AFailedSaveWhereNothingCanThrowIsReported) {
     store = trove::Store::openMemory("");
   }
   ASSERT_EQ(reported.size(), 2u);
-  EXPECT_NE(reported[1].find("save " + path), std::string::npos) << reported[1];
+  EXPECT_TRUE(has(reported[1], "save " + path)) << reported[1];
 
   trove::setCloseErrorHandler(nullptr);
   testing::internal::CaptureStderr();
   { auto store = changedAndLost(); }
   const std::string stderrText = testing::internal::GetCapturedStderr();
-  EXPECT_NE(stderrText.find("changes lost"), std::string::npos) << stderrText;
+  EXPECT_TRUE(has(stderrText, "changes lost")) << stderrText;
   auto store = changedAndLost();
   EXPECT_THROW(store.close(), trove::Error);
   trove::setTraceSink(nullptr);
 
   EXPECT_EQ(trove::modulePath(), TROVE_MODULE_PATH);
-  EXPECT_NE(errorOf([] { trove::loadModule("/elsewhere/libtrove_registry.so"); }, errAlreadyDone)
-                .find(TROVE_MODULE_PATH),
-            std::string::npos);
+  EXPECT_TRUE(
+      has(errorOf([] { trove::loadModule("/elsewhere/libtrove_registry.so"); }, errAlreadyDone),
+          TROVE_MODULE_PATH));
 }
 
 }  // namespace

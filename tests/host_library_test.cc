@@ -27,6 +27,10 @@ using trove::host::StoreIo;
 using trove::host::StringObject;
 namespace fs = std::filesystem;
 
+bool has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
 // ---- A hand-made interface, registered through the root as a module would.
 
 std::vector<std::string> gEvents;
@@ -152,9 +156,9 @@ TEST(HostModules, SearchLooksBesideTheProgramThenThroughTheVariable) {
 
   ::unsetenv("TROVE_MODULE_PATH");
   const std::string missing = Host().loadModule().status().message();
-  EXPECT_NE(missing.find("cannot find the trove module"), std::string::npos);
-  EXPECT_NE(missing.find(beside), std::string::npos) << missing;
-  EXPECT_NE(missing.find("TROVE_MODULE_PATH is not set"), std::string::npos) << missing;
+  EXPECT_TRUE(has(missing, "cannot find the trove module"));
+  EXPECT_TRUE(has(missing, beside)) << missing;
+  EXPECT_TRUE(has(missing, "TROVE_MODULE_PATH is not set")) << missing;
 
   ::setenv("TROVE_MODULE_PATH", ("/none::" + moduleDir + ":" + decoy.path().string()).c_str(), 1);
   trove::host::ModuleSearch search = trove::host::findModule();
@@ -224,7 +228,7 @@ TEST(RegistryObject, PropertiesAndAStoreHeldByAnIoObject) {
     EXPECT_EQ(object.setField<uint32_t>(TROVE_PROP_RESERVED_1003, 1), errAccessDenied);
     const Status wrongSize = object.setField<uint64_t>(TROVE_PROP_READ_ONLY, 1);
     EXPECT_EQ(wrongSize, errInvalidSize);
-    EXPECT_NE(wrongSize.message().find("0x20601000"), std::string::npos) << wrongSize;
+    EXPECT_TRUE(has(wrongSize.message(), "0x20601000")) << wrongSize;
     EXPECT_EQ(object.setProperty(TROVE_PROP_READ_ONLY, nullptr, 4), errInvalidArgument);
     EXPECT_EQ(object.setField<uint32_t>(0xDEAD, 1), errPropertyNotFound);
     EXPECT_EQ(object.call<TroveClean>(TROVE_SLOT_FLUSH), errMethodNotFound) << "a null entry";
@@ -252,9 +256,8 @@ TEST(RegistryObject, PropertiesAndAStoreHeldByAnIoObject) {
               0);
   }
   EXPECT_EQ(store.calls(StoreIo::kComplete), 1u);
-  EXPECT_NE(store.contents().find("<tDWORD name=\"Height\">800</tDWORD>"), std::string::npos)
-      << store.contents();
-  EXPECT_NE(store.contents().find("<tDWORD name=\"Width\">1280</tDWORD>"), std::string::npos);
+  EXPECT_TRUE(has(store.contents(), "<tDWORD name=\"Height\">800</tDWORD>")) << store.contents();
+  EXPECT_TRUE(has(store.contents(), "<tDWORD name=\"Width\">1280</tDWORD>"));
 
   // A failing read is the load's result, and the read buffer goes back.
   MemoryStoreIo failing(kStore);
@@ -269,7 +272,7 @@ TEST(RegistryObject, PropertiesAndAStoreHeldByAnIoObject) {
   const std::string path = dir.file("held.xml");
   Status missing = io.open(path, false);
   EXPECT_EQ(missing, errSysFileNotFound);
-  EXPECT_NE(missing.message().find(path), std::string::npos) << missing;
+  EXPECT_TRUE(has(missing.message(), path)) << missing;
   EXPECT_EQ(io.open(dir.path().string(), false), errAccessDenied) << "a directory is no store";
   store_test::writeFile(path, kStore);
   ASSERT_TRUE(io.open(path, false));

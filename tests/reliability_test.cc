@@ -16,6 +16,10 @@ using store_test::Outcome;
 using store_test::readFile;
 using store_test::writeFile;
 
+bool has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
 std::string withValue(uint32_t v) {
   return "<propertiesmap>\r\n    <key name=\"App\">\r\n        <tDWORD name=\"v\">" +
          std::to_string(v) + "</tDWORD>\r\n    </key>\r\n</propertiesmap>\r\n";
@@ -62,7 +66,7 @@ TEST_F(ReliabilityTest, ConflictsAreRefusedOrReappliedAndTheLockKeepsWritersOut)
       FAIL() << "the second store overwrote the first one's save";
     } catch (const trove::StoreFileError& error) {
       EXPECT_EQ(error.code(), errWrongState);
-      EXPECT_NE(error.reason().find("another writer replaced"), std::string::npos);
+      EXPECT_TRUE(has(error.reason(), "another writer replaced"));
     }
     EXPECT_NO_THROW(reader.close()) << "a store that changed nothing closes quietly";
     reapplying.createKey("Sub").set<uint32_t>("y", 11);
@@ -79,12 +83,12 @@ TEST_F(ReliabilityTest, ConflictsAreRefusedOrReappliedAndTheLockKeepsWritersOut)
     FAIL() << "a second writer got in";
   } catch (const trove::StoreFileError& error) {
     EXPECT_EQ(error.code(), errSysSharingViolation);
-    EXPECT_NE(error.reason().find("s.xml.lock"), std::string::npos) << error.what();
+    EXPECT_TRUE(has(error.reason(), "s.xml.lock")) << error.what();
   }
   const Outcome refused =
       trove({"--store", "s.xml", "--wait", "0", "set", "App", "v", "tDWORD", "5"});
   EXPECT_EQ(refused.status, 3);
-  EXPECT_NE(refused.err.find("another writer held"), std::string::npos) << refused.err;
+  EXPECT_TRUE(has(refused.err, "another writer held")) << refused.err;
   EXPECT_EQ(trove({"--store", "s.xml", "get", "App", "v"}).out, "2\n") << "readers take no lock";
   holder.key("App").set<uint32_t>("v", 6);
   holder.close();
@@ -118,8 +122,7 @@ TEST_F(ReliabilityTest, AStoreMissingAfterAnInterruptedSaveIsRestored) {
     const std::set<std::string> before = dir_.entries();
     const Outcome check = trove({"--store", "s.xml", "check"});
     EXPECT_EQ(check.status, 3);
-    EXPECT_NE(check.err.find("missing; " + file(c.from) + " holds the last complete store"),
-              std::string::npos)
+    EXPECT_TRUE(has(check.err, "missing; " + file(c.from) + " holds the last complete store"))
         << check.err;
     EXPECT_EQ(dir_.entries(), before) << "check alone changes nothing";
     std::vector<std::string> told;
@@ -128,11 +131,10 @@ TEST_F(ReliabilityTest, AStoreMissingAfterAnInterruptedSaveIsRestored) {
         {.readOnly = true, .onRecovery = [&](const std::string& m) { told.push_back(m); }});
     EXPECT_EQ(store.key("App").get<uint32_t>("v"), c.restored);
     ASSERT_EQ(told.size(), 1u);
-    EXPECT_NE(told[0].find("from " + file(c.from)), std::string::npos) << told[0];
+    EXPECT_TRUE(has(told[0], "from " + file(c.from))) << told[0];
   }
   // Stale temporary files are reported, then removed by --repair.
-  EXPECT_NE(trove({"--store", "s.xml", "check"}).out.find(file("s.xml.tmp7") + ": stale file"),
-            std::string::npos);
+  EXPECT_TRUE(has(trove({"--store", "s.xml", "check"}).out, file("s.xml.tmp7") + ": stale file"));
   EXPECT_EQ(trove({"--store", "s.xml", "check", "--repair"}).out,
             file("s.xml") + ": 1 key, 1 value\n");
   EXPECT_EQ(dir_.entries(), (std::set<std::string>{"s.xml"}));
@@ -140,7 +142,7 @@ TEST_F(ReliabilityTest, AStoreMissingAfterAnInterruptedSaveIsRestored) {
   // The tool restores before it writes, and says so.
   std::filesystem::rename(file("s.xml"), file("s.xml.bak2"));
   const Outcome set = trove({"--store", "s.xml", "set", "App", "w", "tDWORD", "7"});
-  EXPECT_NE(set.err.find("trove: restored s.xml from s.xml.bak2"), std::string::npos) << set.err;
+  EXPECT_TRUE(has(set.err, "trove: restored s.xml from s.xml.bak2")) << set.err;
   EXPECT_EQ(valueIn("s.xml"), 2u);
   EXPECT_EQ(valueIn("s.xml", "w"), 7u);
 
@@ -183,7 +185,7 @@ TEST_F(ReliabilityTest, SavesKeepModeOwnerAndLinksAndRefuseWhatIsNoFile) {
            {"real", "not a regular file but a directory"}}) {
     const Outcome set = trove({"--store", store, "set", "App", "v", "tDWORD", "5"});
     EXPECT_EQ(set.status, 3);
-    EXPECT_NE(set.err.find(refusal), std::string::npos) << set.err;
+    EXPECT_TRUE(has(set.err, refusal)) << set.err;
   }
   struct stat null;
   ASSERT_EQ(stat("/dev/null", &null), 0);
