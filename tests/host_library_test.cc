@@ -171,7 +171,11 @@ TEST(HostModules, SearchLooksBesideTheProgramThenThroughTheVariable) {
   Host host;
   EXPECT_EQ(host.loadModule().path(), search.found);
   EXPECT_NE(host.findInterface(TROVE_IID_REGISTRY), nullptr);
-  if (saved) ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1);
+  if (saved) {
+    ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1);
+  } else {
+    ::unsetenv("TROVE_MODULE_PATH");
+  }
 }
 
 // Objects keep the module loaded, and outlive the host that made them.
