@@ -66,26 +66,6 @@ TEST(HostServices, ObjectHeapAllocatesReallocatesAndFrees) {
   EXPECT_EQ(block, nullptr);
 }
 
-TEST(HostServices, FailedAllocationsLeaveNoBlockAndTouchNoOtherHolder) {
-  HeapObject object, other;
-  HostHeap& heap = HostHeap::instance();
-  void* kept = nullptr;
-  ASSERT_EQ(trove::hostAlloc(object.get(), &kept, 8), errOk);
-  heap.failAllocationsAfter(0, object.holder());
-  void* block = reinterpret_cast<void*>(0x1);
-  EXPECT_EQ(trove::hostAlloc(object.get(), &block, 8), errOutOfMemory);
-  EXPECT_EQ(block, nullptr);
-  void* grown = reinterpret_cast<void*>(0x1);
-  EXPECT_EQ(trove::hostRealloc(object.get(), &grown, kept, 32), errOutOfMemory);
-  EXPECT_EQ(grown, nullptr);
-  EXPECT_EQ(heap.blockSize(kept), 8u) << "a failed reallocation keeps the old block";
-  ASSERT_EQ(trove::hostAlloc(other.get(), &block, 8), errOk);
-  trove::hostFree(other.get(), block);
-  heap.stopFailing();
-  trove::hostFree(object.get(), kept);
-  EXPECT_EQ(object.liveBlocks(), 0u);
-}
-
 // Misuse is recorded, never followed: a block freed through another holder
 // (freed all the same), freed twice, never given, or at a page start.
 TEST(HostServices, HeapRecordsMisuse) {
