@@ -142,18 +142,11 @@ TEST(ClientApi, EnumerationCopyAndDelete) {
   auto root = store.root();
   for (const char* name : {"zeta", "alpha", "Mid"}) root.create(name);
   auto key = root.open("ALPHA");
-  key.set<uint32_t>("second", 2);
-  key.set<std::string>("first", "1");
   key.create("x/y").set<uint32_t>("deep", 3);
   EXPECT_EQ(key.open("x/y").path(), "alpha\\x\\y");
   auto names = root.subkeys() | std::views::transform(&trove::Key::name);
   EXPECT_EQ(std::vector<std::string>(names.begin(), names.end()),
             (std::vector<std::string>{"zeta", "alpha", "Mid"}));
-  std::vector<std::pair<std::string, TroveTypeId>> values;
-  for (const trove::ValueInfo& value : key.values()) values.emplace_back(value.name, value.type);
-  EXPECT_EQ(values, (std::vector<std::pair<std::string, TroveTypeId>>{{"second", TROVE_TDWORD},
-                                                                      {"first", TROVE_TSTRING}}));
-
   auto destination = trove::Store::openMemory("");
   key.copyTo(destination.createKey("Copy"));
   EXPECT_EQ(destination.key("Copy/x/y").get<uint32_t>("deep"), 3u);
