@@ -1,160 +1,102 @@
-// The client API end to end: typed values through a saved and reloaded
-// store, defaults, enumeration order, errors, stale keys, memory stores.
+// The client API as a program uses it: typed values through a saved and
+// reloaded store, text in and out, errors with their codes, enumeration,
+// moving stores and saves that fail where nothing can throw.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <initializer_list>
 #include <limits>
-#include <sstream>
+#include <ranges>
 
+#include "store_files.h"
 #include "trove/client.h"
-
-namespace fs = std::filesystem;
+#include "trove/host/trace.h"
 
 namespace {
 
-class ClientApiTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("trove-client-" + std::to_string(::getpid()) + "-" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
+using store_test::readFile;
+using store_test::ScratchDirectory;
+
+bool has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+// Runs `action`, which must throw a trove::Error with `code`; returns its message.
+template <typename Action>
+std::string errorOf(Action action, int32_t code) {
+  try {
+    action();
+    ADD_FAILURE() << "no error thrown";
+  } catch (const trove::Error& error) {
+    EXPECT_EQ(error.code(), code) << error.what();
+    return error.what();
   }
-  void TearDown() override { fs::remove_all(dir_); }
+  return "";
+}
 
-  std::string file(const std::string& name) const { return (dir_ / name).string(); }
-  static std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
-
-  fs::path dir_;
-};
-
-TEST_F(ClientApiTest, EveryTypeMappingSurvivesSaveAndReload) {
-  const std::string path = file("types.xml");
-  const trove::Bytes blob = {0x00, 0xFF, 0x10, 0xAB};
-  const std::u16string wide = u"gr\u00FC\u00DFe \u20AC";
+TEST(ClientApi, EveryTypeSurvivesSaveAndReload) {
+  ScratchDirectory dir;
+  const std::string path = dir.file("types.xml");
+  const auto values = std::make_tuple(
+      uint8_t{255}, uint16_t{65535}, std::numeric_limits<uint64_t>::max(), int8_t{-128},
+      std::numeric_limits<int32_t>::min(), std::numeric_limits<int64_t>::min(), true, 'x', 2.5,
+      std::string("a <b> & \"c\"\ttab"), std::u16string(u"gr\u00FC\u00DFe \u20AC"),
+      trove::Bytes{0x00, 0xFF, 0x10, 0xAB});
   {
     auto store = trove::Store::openFile(path, {.createIfMissing = true});
     auto key = store.createKey("types");
-    key.set<uint8_t>("u8", 255);
-    key.set<uint16_t>("u16", 65535);
-    key.set<uint32_t>("u32", 4294967295u);
-    key.set<uint64_t>("u64", std::numeric_limits<uint64_t>::max());
-    key.set<int8_t>("i8", -128);
-    key.set<int16_t>("i16", -32768);
-    key.set<int32_t>("i32", std::numeric_limits<int32_t>::min());
-    key.set<int64_t>("i64", std::numeric_limits<int64_t>::min());
-    key.set("flag", true);
-    key.set("letter", 'x');
-    key.set("ratio", 2.5);
-    key.set<std::string>("text", "a <b> & \"c\"\ttab");
-    key.set("wide", wide);
-    key.set("blob", blob);
-    store.close();
-  }
+    std::apply(
+        [&](auto... v) {
+          int i = 0;
+          (key.set("v" + std::to_string(i++), v), ...);
+        },
+        values);
+    key.setText("hex", TROVE_TDWORD, "0x320");
+  }  // saved on close
   auto store = trove::Store::openFile(path);
-  auto key = store.key("types");
-  EXPECT_EQ(key.get<uint8_t>("u8"), 255);
-  EXPECT_EQ(key.get<uint16_t>("u16"), 65535);
-  EXPECT_EQ(key.get<uint32_t>("u32"), 4294967295u);
-  EXPECT_EQ(key.get<uint64_t>("u64"), std::numeric_limits<uint64_t>::max());
-  EXPECT_EQ(key.get<int8_t>("i8"), -128);
-  EXPECT_EQ(key.get<int16_t>("i16"), -32768);
-  EXPECT_EQ(key.get<int32_t>("i32"), std::numeric_limits<int32_t>::min());
-  EXPECT_EQ(key.get<int64_t>("i64"), std::numeric_limits<int64_t>::min());
-  EXPECT_TRUE(key.get<bool>("flag"));
-  EXPECT_EQ(key.get<char>("letter"), 'x');
-  EXPECT_DOUBLE_EQ(key.get<double>("ratio"), 2.5);
-  EXPECT_EQ(key.get<std::string>("text"), "a <b> & \"c\"\ttab");
-  EXPECT_EQ(key.get<trove::Bytes>("blob"), blob);
-  // Wide text is stored as UTF-8 text and comes back through the module's conversion.
-  EXPECT_EQ(key.type("wide"), TROVE_TSTRING);
-  EXPECT_EQ(key.get<std::u16string>("wide"), wide);
-  EXPECT_EQ(key.type("u32"), TROVE_TDWORD);
-  EXPECT_EQ(key.type("i64"), TROVE_TLONGLONG);
+  auto key = store.key("TYPES");
+  int i = 0;
+  auto expectStored = [&](const auto& value) {
+    EXPECT_EQ(key.get<std::decay_t<decltype(value)>>("v" + std::to_string(i++)), value);
+  };
+  std::apply([&](const auto&... v) { (expectStored(v), ...); }, values);
+  EXPECT_EQ(key.type("v5"), TROVE_TLONGLONG);
+  EXPECT_EQ(key.type("v10"), TROVE_TSTRING) << "wide text is stored as text";
+  EXPECT_EQ(key.get<uint32_t>("hex"), 800u);
+  EXPECT_EQ(key.text("v11"), "00FF10AB");
 }
 
-TEST_F(ClientApiTest, DefaultsConversionsAndMissingValues) {
-  auto store = trove::Store::openMemory("<propertiesmap></propertiesmap>");
+TEST(ClientApi, ConversionsDefaultsAndErrors) {
+  auto store = trove::Store::openMemory("");
   auto key = store.createKey("a");
-  EXPECT_EQ(key.get<uint32_t>("missing", 7u), 7u);
-  EXPECT_EQ(key.get<std::string>("missing", "none"), "none");
   key.set<std::string>("number", "12");
-  EXPECT_EQ(key.get<uint32_t>("number", 0u), 12u);  // converted through its text
-  EXPECT_EQ(key.text("number"), "12");
-  try {
-    key.get<uint32_t>("missing");
-    FAIL() << "a missing value must throw";
-  } catch (const trove::Error& error) {
-    EXPECT_EQ(error.code(), errEntryNotFound);
-    EXPECT_NE(std::string(error.what()).find("get value missing"), std::string::npos);
-  }
   key.set<std::string>("word", "not a number");
-  EXPECT_THROW(key.get<uint32_t>("word"), trove::Error);
-  // Writing another type into an existing value converts into the stored type.
-  key.set<uint32_t>("number", 99);
+  EXPECT_EQ(key.get<uint32_t>("number"), 12u);  // through its text
+  key.set<uint32_t>("number", 99);              // into the stored type
   EXPECT_EQ(key.type("number"), TROVE_TSTRING);
   EXPECT_EQ(key.get<std::string>("number"), "99");
+  EXPECT_EQ(key.get<uint32_t>("missing", 7u), 7u);
+  EXPECT_EQ(key.get("missing", "fallback"), "fallback");
+  EXPECT_EQ(key.get("word", "fallback"), "not a number");
+  EXPECT_EQ(key.get("number", 0.5), 99.0);
+  EXPECT_EQ(key.getOptional<uint32_t>("NUMBER"), 99u);  // names ignore case
+  EXPECT_EQ(key.getOptional<uint32_t>("missing"), std::nullopt);
+  EXPECT_THROW(key.getOptional<uint32_t>("word"), trove::Error);
+  EXPECT_TRUE(has(errorOf([&] { key.get<uint32_t>("missing"); }, errEntryNotFound), "missing"));
+  errorOf([&] { key.remove("missing"); }, errEntryNotFound);
+
+  // setText on a value that holds wide text really writes it.
+  key.set("wide", std::u16string(u"old"));
+  key.setText("wide", TROVE_TWSTRING, "new \u00e9");
+  EXPECT_EQ(key.get<std::u16string>("wide"), u"new \u00e9");
+  key.replace<uint32_t>("word", 9);
+  EXPECT_EQ(key.type("word"), TROVE_TDWORD);
+  EXPECT_EQ(errorOf([&] { key.replaceText("word", TROVE_TBINARY, "not hex"); }, errInvalidArgument)
+                .empty(),
+            false);
+  EXPECT_EQ(key.text("word"), "9") << "a refused text leaves the value alone";
 }
 
-TEST_F(ClientApiTest, EnumerationFollowsInsertionOrder) {
-  auto store = trove::Store::openMemory("");
-  auto root = store.root();
-  for (const char* name : {"zeta", "alpha", "Mid"}) root.create(name);
-  auto key = root.open("alpha");
-  key.set<uint32_t>("second", 2);
-  key.set<std::string>("first", "1");
-  key.set("third", 3.0);
-
-  std::vector<std::string> keys;
-  for (const trove::Key& child : root.subkeys()) keys.push_back(child.name());
-  EXPECT_EQ(keys, (std::vector<std::string>{"zeta", "alpha", "Mid"}));
-
-  std::vector<std::pair<std::string, TroveTypeId>> values;
-  for (const trove::ValueInfo& value : key.values()) values.emplace_back(value.name, value.type);
-  EXPECT_EQ(values,
-            (std::vector<std::pair<std::string, TroveTypeId>>{
-                {"second", TROVE_TDWORD}, {"first", TROVE_TSTRING}, {"third", TROVE_TDOUBLE}}));
-  EXPECT_EQ(root.open("ALPHA").path(), "alpha");  // names compare without case
-  EXPECT_EQ(root.open("alpha").create("x/y").path(), "alpha\\x\\y");
-}
-
-TEST_F(ClientApiTest, DeleteCopyAndSetText) {
-  auto source = trove::Store::openMemory("");
-  auto settings = source.createKey("Settings");
-  settings.setText("Width", TROVE_TDWORD, "0x320");
-  settings.setText("Key", TROVE_TBINARY, "00ff10");
-  settings.create("Layout").set<std::string>("Mode", "grid");
-  EXPECT_EQ(settings.get<uint32_t>("Width"), 800u);
-  EXPECT_EQ(settings.text("Key"), "00FF10");
-  // A text the type refuses changes nothing.
-  EXPECT_THROW(settings.setText("Width", TROVE_TDWORD, "FFFFFFFF"), trove::Error);
-  EXPECT_THROW(settings.setText("Fresh", TROVE_TBYTE, "256"), trove::Error);
-  EXPECT_FALSE(settings.has("Fresh"));
-  EXPECT_EQ(settings.get<uint32_t>("Width"), 800u);
-
-  auto destination = trove::Store::openMemory("");
-  settings.copyTo(destination.createKey("Copy"));
-  auto copied = destination.key("Copy");
-  EXPECT_EQ(copied.get<uint32_t>("Width"), 800u);
-  EXPECT_EQ(copied.open("Layout").get<std::string>("Mode"), "grid");
-
-  settings.remove("Width");
-  EXPECT_FALSE(settings.has("Width"));
-  EXPECT_THROW(settings.remove("Width"), trove::Error);
-  source.root().removeKey("Settings");
-  EXPECT_FALSE(source.root().find("Settings").has_value());
-}
-
-TEST_F(ClientApiTest, StrictTextsRefuseWhatTheStoreRulesBend) {
+TEST(ClientApi, StrictTextsRefuseWhatTheStoreRulesBend) {
   auto store = trove::Store::openMemory("");
   auto key = store.createKey("K");
   struct Case {
@@ -163,142 +105,129 @@ TEST_F(ClientApiTest, StrictTextsRefuseWhatTheStoreRulesBend) {
     const char* stored;  // nullptr: refused
   };
   for (const Case& c : std::initializer_list<Case>{
-           {TROVE_TDWORD, "4294967295", "4294967295"},
            {TROVE_TDWORD, "0x1F", "31"},
            {TROVE_TDWORD, "12abc", nullptr},
-           {TROVE_TDWORD, "1F", nullptr},
-           {TROVE_TDWORD, "-1", nullptr},
-           {TROVE_TDWORD, "4294967296", nullptr},
            {TROVE_TDWORD, " 7", nullptr},
-           {TROVE_TDWORD, "10e3", nullptr},
-           {TROVE_TBYTE, "256", nullptr},
            {TROVE_TSBYTE, "-128", "-128"},
            {TROVE_TSBYTE, "-129", nullptr},
            {TROVE_TINT, "-0x80000000", "-2147483648"},
            {TROVE_TLONGLONG, "-9223372036854775808", "-9223372036854775808"},
-           {TROVE_TQWORD, "18446744073709551615", "18446744073709551615"},
            {TROVE_TDOUBLE, "2.5e3", "2500.000000"},
-           {TROVE_TDOUBLE, "1,5", nullptr},
            {TROVE_TBOOL, "true", "1"},
-           {TROVE_TBOOL, "yes", nullptr},
            {TROVE_TCHAR, "xy", nullptr},
            {TROVE_TBINARY, "00ff", "00FF"},
            {TROVE_TBINARY, "0g", nullptr},
-           {TROVE_TWSTRING, "\xff", nullptr},
-           {TROVE_TWCHAR, "a", nullptr}}) {
+           {TROVE_TWSTRING, "\xff", nullptr}}) {
     SCOPED_TRACE(std::string(trove::typeName(c.type)) + " " + c.text);
     if (key.has("v")) key.remove("v");
     if (c.stored) {
       key.setText("v", c.type, c.text, trove::TextRules::strict);
       EXPECT_EQ(key.text("v"), c.stored);
     } else {
-      try {
-        key.setText("v", c.type, c.text, trove::TextRules::strict);
-        ADD_FAILURE() << "accepted";
-      } catch (const trove::Error& error) {
-        EXPECT_EQ(error.code(), errInvalidArgument);
-        EXPECT_NE(error.context().find("expected "), std::string::npos) << error.what();
-      }
+      errorOf([&] { key.setText("v", c.type, c.text, trove::TextRules::strict); },
+              errInvalidArgument);
       EXPECT_FALSE(key.has("v"));
     }
   }
-
-  // Strict reads: the store's rules read "12abc" as hexadecimal, strict ones refuse it.
-  key.set<std::string>("Lenient", "12abc");
-  key.set<std::string>("Exact", "0x10");
+  key.set<std::string>("Lenient", "12abc");  // the store's rules read it as hexadecimal
   EXPECT_EQ(key.get<uint32_t>("Lenient"), 0x12ABCu);
   EXPECT_THROW(key.get<uint32_t>("Lenient", trove::TextRules::strict), trove::Error);
-  EXPECT_EQ(key.get<uint32_t>("Exact", trove::TextRules::strict), 16u);
-  EXPECT_EQ(key.get<int8_t>("Exact", trove::TextRules::strict), 16);
-  EXPECT_THROW(key.get<double>("Lenient", trove::TextRules::strict), trove::Error);
-
   EXPECT_TRUE(trove::storedTextLoss(TROVE_TDOUBLE, "1e-9").has_value());
   EXPECT_FALSE(trove::storedTextLoss(TROVE_TDOUBLE, "0.25").has_value());
   EXPECT_TRUE(trove::storedTextLoss(TROVE_TWSTRING, "\xf0\x9f\x98\x80").has_value());
-  EXPECT_FALSE(trove::storedTextLoss(TROVE_TWSTRING, "\xc3\xa9").has_value());
 }
 
-TEST_F(ClientApiTest, SaveWritesOnceAndInvalidatesOldKeys) {
-  const std::string path = file("profiles.xml");
+TEST(ClientApi, EnumerationCopyAndDelete) {
+  auto store = trove::Store::openMemory("");
+  auto root = store.root();
+  for (const char* name : {"zeta", "alpha", "Mid"}) root.create(name);
+  auto key = root.open("ALPHA");
+  key.create("x/y").set<uint32_t>("deep", 3);
+  EXPECT_EQ(key.open("x/y").path(), "alpha\\x\\y");
+  auto names = root.subkeys() | std::views::transform(&trove::Key::name);
+  EXPECT_EQ(std::vector<std::string>(names.begin(), names.end()),
+            (std::vector<std::string>{"zeta", "alpha", "Mid"}));
+  auto destination = trove::Store::openMemory("");
+  key.copyTo(destination.createKey("Copy"));
+  EXPECT_EQ(destination.key("Copy/x/y").get<uint32_t>("deep"), 3u);
+  root.removeKey("alpha");
+  EXPECT_FALSE(root.find("alpha").has_value());
+  EXPECT_EQ(root.subkeys().size(), 2u);
+}
+
+TEST(ClientApi, SavesOpenFailuresAndReadOnlyStores) {
+  ScratchDirectory dir;
+  const std::string path = dir.file("profiles.xml");
   auto store = trove::Store::openFile(path, {.saveOnClose = false, .createIfMissing = true});
   auto key = store.createKey("a");
   key.set<uint32_t>("n", 1);
-  EXPECT_EQ(slurp(path), "");  // nothing is written before a save
+  EXPECT_EQ(readFile(path), "");  // nothing is written before a save
   store.save();
-  EXPECT_NE(slurp(path).find("<tDWORD name=\"n\">1</tDWORD>"), std::string::npos);
-  try {
-    key.get<uint32_t>("n");
-    FAIL() << "a key taken before the save must be refused";
-  } catch (const trove::Error& error) {
-    EXPECT_EQ(error.code(), errInvalidKey);
-  }
-  EXPECT_EQ(store.key("a").get<uint32_t>("n"), 1u);
+  EXPECT_TRUE(has(readFile(path), "<tDWORD name=\"n\">1</tDWORD>"));
+  errorOf([&] { key.get<uint32_t>("n"); }, errInvalidKey);  // keys before a save are stale
   store.key("a").set<uint32_t>("n", 2);
   store.close();  // saveOnClose is off: the change is dropped
-  EXPECT_EQ(trove::Store::openFile(path).key("a").get<uint32_t>("n"), 1u);
+  EXPECT_EQ(trove::Store::openFile(path, {.rootPoint = "a"}).root().get<uint32_t>("n"), 1u);
+
+  errorOf([] { trove::Store::openFile(""); }, errInvalidArgument);
+  EXPECT_TRUE(has(errorOf([&] { trove::Store::openFile(dir.file("no/s.xml")); }, errFileNotFound),
+                  dir.file("no/s.xml")));
+  errorOf([&] { trove::Store::openFile(path, {.rootPoint = "nowhere"}); }, errEntryNotFound);
+  store_test::writeFile(dir.file("damaged.xml"), "<propertiesmap><key name='a'>");
+  errorOf([&] { trove::Store::openFile(dir.file("damaged.xml")); }, errXmlFormat);
+  EXPECT_EQ(readFile(dir.file("damaged.xml")), "<propertiesmap><key name='a'>");
+
+  auto readOnly = trove::Store::openFile(path, {.readOnly = true});
+  EXPECT_TRUE(has(errorOf([&] { readOnly.key("a").set<uint32_t>("n", 6); }, errReadOnly),
+                  "read-only (0x800000c1)"));
+
+  // A moved-from store refuses calls; assigning over an open store closes it.
+  trove::Store moved = std::move(store);
+  errorOf([&] { store.root(); }, errWrongState);
+  moved = trove::Store::openMemory("<propertiesmap><tDWORD name='w'>3</tDWORD></propertiesmap>");
+  moved.root().set<uint32_t>("w", 4);
+  moved.save();
+  EXPECT_EQ(moved.contents(),
+            "<propertiesmap>\r\n    <tDWORD name=\"w\">4</tDWORD>\r\n</propertiesmap>\r\n");
 }
 
-TEST_F(ClientApiTest, OpenFailuresAndReadOnlyStores) {
-  try {
-    trove::Store::openFile("");
-    FAIL() << "an empty file name must be refused";
-  } catch (const trove::Error& error) {
-    EXPECT_EQ(error.code(), errInvalidArgument);
+// A store whose directory has gone cannot be saved: the failure reaches the
+// handler, or standard error, or the caller of close().
+TEST(ClientApi, AFailedSaveWhereNothingCanThrowIsReported) {
+  ScratchDirectory scratch;
+  const std::string dir = scratch.file("gone"), path = dir + "/store.xml";
+  auto changedAndLost = [&] {
+    std::filesystem::create_directories(dir);
+    auto store = trove::Store::openFile(path, {.createIfMissing = true});
+    store.createKey("k").set<uint32_t>("n", 1);
+    std::filesystem::remove_all(dir);
+    return store;
+  };
+  trove::setTraceSink(
+      std::make_shared<trove::host::CallbackTraceSink>([](const trove::host::TraceLine&) {}));
+  std::vector<std::string> reported;
+  trove::setCloseErrorHandler([&](const trove::Error& error) { reported.push_back(error.what()); });
+  { auto store = changedAndLost(); }
+  {
+    auto store = changedAndLost();
+    store = trove::Store::openMemory("");
   }
-  try {
-    trove::Store::openFile(file("missing/dir/store.xml"));
-    FAIL() << "opening a missing store must throw";
-  } catch (const trove::Error& error) {
-    EXPECT_EQ(error.code(), errFileNotFound);
-    EXPECT_NE(std::string(error.what()).find("missing/dir/store.xml"), std::string::npos);
-  }
-  const std::string damaged = file("damaged.xml");
-  std::ofstream(damaged) << "<propertiesmap><key name='a'>";
-  EXPECT_THROW(trove::Store::openFile(damaged), trove::Error);
-  EXPECT_EQ(slurp(damaged), "<propertiesmap><key name='a'>");  // a failed load writes nothing
+  ASSERT_EQ(reported.size(), 2u);
+  EXPECT_TRUE(has(reported[1], "save " + path)) << reported[1];
 
-  const std::string path = file("ro.xml");
-  std::ofstream(path) << "<propertiesmap><key name='a'><tDWORD name='n'>5</tDWORD></key>"
-                         "</propertiesmap>";
-  auto store = trove::Store::openFile(path, {.readOnly = true});
-  EXPECT_EQ(store.key("a").get<uint32_t>("n"), 5u);
-  try {
-    store.key("a").set<uint32_t>("n", 6);
-    FAIL() << "a read-only store must refuse writes";
-  } catch (const trove::Error& error) {
-    EXPECT_EQ(error.code(), errReadOnly);
-  }
-}
+  trove::setCloseErrorHandler(nullptr);
+  testing::internal::CaptureStderr();
+  { auto store = changedAndLost(); }
+  const std::string stderrText = testing::internal::GetCapturedStderr();
+  EXPECT_TRUE(has(stderrText, "changes lost")) << stderrText;
+  auto store = changedAndLost();
+  EXPECT_THROW(store.close(), trove::Error);
+  trove::setTraceSink(nullptr);
 
-TEST_F(ClientApiTest, MemoryStoreContentsAndRootPoint) {
-  auto store = trove::Store::openMemory(
-      "<propertiesmap><key name='app'><key name='ui'><tDWORD name='w'>3</tDWORD></key></key>"
-      "</propertiesmap>");
-  store.key("app/ui").set<uint32_t>("w", 4);
-  store.save();
-  EXPECT_EQ(store.contents(),
-            "<propertiesmap>\r\n    <key name=\"app\">\r\n        <key name=\"ui\">\r\n"
-            "            <tDWORD name=\"w\">4</tDWORD>\r\n        </key>\r\n    </key>\r\n"
-            "</propertiesmap>\r\n");
-
-  const std::string path = file("rooted.xml");
-  std::ofstream(path) << store.contents();
-  auto rooted = trove::Store::openFile(path, {.rootPoint = "app"});
-  EXPECT_EQ(rooted.root().name(), "app");
-  EXPECT_EQ(rooted.key("ui").get<uint32_t>("w"), 4u);
-  EXPECT_THROW(trove::Store::openFile(path, {.rootPoint = "nowhere"}), trove::Error);
-}
-
-TEST(ClientErrors, MessagesNameTheCode) {
-  EXPECT_EQ(trove::resultName(errEntryNotFound), "errEntryNotFound");
-  EXPECT_EQ(trove::resultMessage(errInvalidArgument), "Invalid argument (0x80000046)");
-  EXPECT_EQ(trove::resultMessage(errReadOnly), "the store is read-only (0x800000c1)");
-  trove::Error error(errXmlFormat, "open /tmp/x.xml");
-  EXPECT_STREQ(error.what(), "open /tmp/x.xml: the store is not well-formed XML (0x800000c0)");
-  EXPECT_EQ(trove::check(errKeyCreated, "x"), errKeyCreated);
-  EXPECT_EQ(trove::typeName(TROVE_TDWORD), "tDWORD");
-  EXPECT_EQ(trove::typeFromName("tBINARY"), static_cast<TroveTypeId>(TROVE_TBINARY));
-  EXPECT_EQ(trove::typeFromName("tdword"), 0u);
+  EXPECT_EQ(trove::modulePath(), TROVE_MODULE_PATH);
+  EXPECT_TRUE(
+      has(errorOf([] { trove::loadModule("/elsewhere/libtrove_registry.so"); }, errAlreadyDone),
+          TROVE_MODULE_PATH));
 }
 
 }  // namespace

@@ -1,393 +1,176 @@
-// trove's host library: module loading, objects of a registered interface,
-// their properties, methods and life cycle.
+// trove's host library: loading and registering modules, objects of a
+// registered interface, the trace formatter, store I/O and string objects.
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
-#include <link.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
 
+#include "store_files.h"
 #include "trove/abi.h"
 #include "trove/host.h"
+#include "trove/host/trace.h"
 #include "trove/result_codes.h"
 
 namespace {
 
+using store_test::ScratchDirectory;
+using trove::host::formatTrace;
 using trove::host::Host;
+using trove::host::MemoryStoreIo;
 using trove::host::Module;
 using trove::host::Object;
 using trove::host::Status;
+using trove::host::StoreIo;
+using trove::host::StringObject;
+namespace fs = std::filesystem;
 
-// ---- A hand-made interface, registered through the root object as a module
-// would register it.
+bool has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
 
-constexpr uint32_t kFakeIid = 77;
-constexpr uint32_t kConst = 0x1001, kConstBytes = 0x1002, kReadField = 0x1003, kWideField = 0x1004,
-                   kByteField = 0x1005, kText = 0x1006, kTextReadOnly = 0x1007, kOutside = 0x1008;
+// ---- A hand-made interface, registered through the root as a module would.
 
 std::vector<std::string> gEvents;
 int32_t gConstructResult = errOk;
-bool gDataWasZero = false;
-void* gServicesDuringConstruction = nullptr;
-void* gPlaceholder[TROVE_SERVICES_COUNT];
 
-int32_t sum(void*, uint32_t a, uint32_t b) {
-  return static_cast<int32_t>(a + b);
-}
-int32_t ownSlot1(void*) {
-  return 4242;
-}
-void* gOwnTable[] = {nullptr, reinterpret_cast<void*>(&ownSlot1)};
-void* gMethods[] = {reinterpret_cast<void*>(&sum), nullptr, nullptr};
-
-int32_t fakeDataInit(void* object, uint32_t create) {
-  auto* header = static_cast<TroveHostObject*>(object);
+int32_t dataInit(void* object, uint32_t create) {
   gEvents.push_back(create ? "construct" : "destroy");
-  if (create) {
-    gServicesDuringConstruction = header->services;
-    gDataWasZero = true;
-    for (int i = 0; i < 40; ++i) gDataWasZero &= header->data[i] == 0;
-    header->methods = gOwnTable;
-    header->services = gPlaceholder;
-    uint32_t readOnly = 0x11223344;
-    std::memcpy(header->data, &readOnly, 4);
-  }
+  auto* data = static_cast<TroveHostObject*>(object)->data;
+  if (create && std::any_of(data, data + 40, [](auto b) { return b != 0; })) return errUnexpected;
   return create ? gConstructResult : errOk;
 }
-
-// During initDone the object takes two blocks through word 1 and gives one back.
-int32_t fakeInitDone(void* object) {
+// Takes two blocks through word 1 and gives one back: the host reclaims the other.
+int32_t initDone(void* object) {
   gEvents.push_back("initDone");
   void** holder = trove::host::holderOf(object);
   auto services = static_cast<void**>(*holder);
-  auto alloc = reinterpret_cast<TroveHostAlloc>(services[TROVE_SERVICE_ALLOC]);
-  auto release = reinterpret_cast<TroveHostFree>(services[TROVE_SERVICE_FREE]);
-  void* first = nullptr;
-  void* second = nullptr;
-  if (alloc(holder, &first, 10) < 0 || alloc(holder, &second, 20) < 0) return errOutOfMemory;
-  release(holder, first);
+  void* blocks[2] = {};
+  for (void*& block : blocks) {
+    reinterpret_cast<TroveHostAlloc>(services[TROVE_SERVICE_ALLOC])(holder, &block, 10);
+  }
+  reinterpret_cast<TroveHostFree>(services[TROVE_SERVICE_FREE])(holder, blocks[0]);
   return 5;  // a success code other than 0
 }
-
-int32_t fakeClose(void*) {
+int32_t onClose(void*) {
   gEvents.push_back("close");
   return errOk;
 }
 
-// The text property keeps up to 15 bytes at offset 24 of the data area.
-int32_t getText(void* object, uint32_t* outSize, uint32_t, void* buffer, uint32_t size) {
-  const char* text =
-      reinterpret_cast<const char*>(static_cast<TroveHostObject*>(object)->data + 24);
-  *outSize = static_cast<uint32_t>(std::strlen(text) + 1);
-  if (size < *outSize) return errBufferTooSmall;
-  std::memcpy(buffer, text, *outSize);
-  return errOk;
-}
-int32_t setText(void* object, uint32_t* outSize, uint32_t, void* buffer, uint32_t size) {
-  *outSize = 0;
-  if (!buffer || size > 15) return errInvalidArgument;
-  char* text = reinterpret_cast<char*>(static_cast<TroveHostObject*>(object)->data + 24);
-  std::memset(text, 0, 16);
-  std::memcpy(text, buffer, size);
-  return errOk;
-}
-
-const char kHello[] = "hello";
-const TrovePropertyDescriptor kProperties[] = {
-    {kConst, 7, 4, 4, nullptr, nullptr},
-    {kConstBytes, reinterpret_cast<uint64_t>(kHello), 6, 12, nullptr, nullptr},
-    {kReadField, 0, 4, 1, nullptr, nullptr},
-    {kWideField, 8, 8, 3, nullptr, nullptr},
-    {kByteField, 16, 1, 35, nullptr, nullptr},
-    {kText, 0, 0, 0, &getText, &setText},
-    {kTextReadOnly, 0, 0, 0, &getText, nullptr},
-    {kOutside, 38, 4, 3, nullptr, nullptr},
-};
-
-class FakeInterface : public ::testing::Test {
- protected:
-  void SetUp() override {
-    gEvents.clear();
-    gConstructResult = errOk;
-    internal_[1] = reinterpret_cast<void*>(&fakeDataInit);
-    internal_[3] = reinterpret_cast<void*>(&fakeInitDone);
-    internal_[5] = reinterpret_cast<void*>(&fakeClose);
-    void** rootMethods = *static_cast<void***>(host_.root());
-    auto registerInterface =
-        reinterpret_cast<TroveRegisterInterface>(rootMethods[TROVE_ROOT_SLOT_REGISTER_INTERFACE]);
-    ASSERT_EQ(registerInterface(host_.root(), kFakeIid, 1, 2, 3, 4, internal_, 12, gMethods, 3,
-                                kProperties, std::size(kProperties), 40, 9),
-              errOk);
-  }
-
-  Host host_;
-  void* internal_[12] = {};
-};
-
-TEST_F(FakeInterface, RegistrationIsRecorded) {
-  auto record = host_.findInterface(kFakeIid);
-  ASSERT_NE(record, nullptr);
-  EXPECT_EQ(record->pluginId, 1u);
-  EXPECT_EQ(record->subtype, 2u);
-  EXPECT_EQ(record->version, 3u);
-  EXPECT_EQ(record->vendorId, 4u);
-  EXPECT_EQ(record->internalTable, internal_);
-  EXPECT_EQ(record->methodTable, gMethods);
-  EXPECT_EQ(record->propertyTable, kProperties);
-  EXPECT_EQ(record->dataSize, 40u);
-  EXPECT_EQ(record->flags, 9u);
-  EXPECT_EQ(record->internalEntries.size(), 12u);
-  EXPECT_EQ(record->internalEntries[3], reinterpret_cast<void*>(&fakeInitDone));
-  EXPECT_EQ(record->properties.size(), std::size(kProperties));
-  EXPECT_EQ(record->findProperty(kText), &kProperties[5]);
-  EXPECT_EQ(record->findProperty(0xDEAD), nullptr);
-  EXPECT_EQ(host_.counters().registerInterface, 1u);
-}
-
-TEST_F(FakeInterface, ObjectLivesThroughItsLifeCycleInOrder) {
-  size_t reclaimedBefore = host_.reclaimedBlocks();
+TEST(HostObjects, LiveThroughTheirLifeCycleInOrder) {
+  Host host;
+  void* internal[12] = {};
+  internal[1] = reinterpret_cast<void*>(&dataInit);
+  internal[3] = reinterpret_cast<void*>(&initDone);
+  internal[5] = reinterpret_cast<void*>(&onClose);
+  void* methods[3] = {};
+  const TrovePropertyDescriptor property = {1, 7, 4, 4, nullptr, nullptr};
+  auto registerInterface = reinterpret_cast<TroveRegisterInterface>(
+      (*static_cast<void***>(host.root()))[TROVE_ROOT_SLOT_REGISTER_INTERFACE]);
+  EXPECT_EQ(
+      registerInterface(host.root(), 77, 1, 2, 3, 4, internal, 12, nullptr, 3, &property, 1, 40, 9),
+      errInvalidArgument);
+  EXPECT_EQ(host.findInterface(77), nullptr) << "a table missing: nothing recorded";
+  ASSERT_EQ(
+      registerInterface(host.root(), 77, 1, 2, 3, 4, internal, 12, methods, 3, &property, 1, 40, 9),
+      errOk);
   {
-    Object object = host_.createObject(kFakeIid);
-    ASSERT_TRUE(object) << object.status();
-    EXPECT_TRUE(gDataWasZero) << "the data area arrives zero-filled";
-    EXPECT_EQ(gServicesDuringConstruction, trove::host::servicesTable());
-    EXPECT_EQ(object.constructedServices(), gPlaceholder);
-    EXPECT_EQ(*object.holder(), trove::host::servicesTable())
-        << "after construction word 1 holds the working services";
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(object.data()) % 8, 0u);
-    EXPECT_EQ(object.data(), static_cast<unsigned char*>(object.get()) + 24);
-    EXPECT_EQ(object.dataSize(), 40u);
-
-    Status loaded = object.initDone();
-    EXPECT_TRUE(loaded);
-    EXPECT_EQ(loaded.code(), 5);
+    Object object = host.createObject(77);
+    ASSERT_TRUE(object) << object.status() << " (the data area must arrive zero-filled)";
+    EXPECT_EQ(object.initDone().code(), 5);
     EXPECT_EQ(object.liveBlocks(), 1u);
     EXPECT_TRUE(object.close());
     EXPECT_TRUE(object.close());
-    EXPECT_TRUE(object.closed());
-
-    // Moving hands the object over; only one of the two ends its life.
-    Object moved = std::move(object);
-    EXPECT_FALSE(object.ok());
-    EXPECT_TRUE(moved.ok());
+    Object moved = std::move(object);  // only one of the two ends its life
   }
   EXPECT_EQ(gEvents, (std::vector<std::string>{"construct", "initDone", "close", "destroy"}));
-  EXPECT_EQ(host_.reclaimedBlocks(), reclaimedBefore + 1) << "the block left behind was reclaimed";
-}
-
-TEST_F(FakeInterface, DestructorClosesBeforeDestroying) {
-  { Object object = host_.createObject(kFakeIid); }
-  EXPECT_EQ(gEvents, (std::vector<std::string>{"construct", "close", "destroy"}));
+  EXPECT_EQ(host.reclaimedBlocks(), 1u);
   gEvents.clear();
-  Object object = host_.createObject(kFakeIid);
+  Object object = host.createObject(77);
   EXPECT_TRUE(object.destroy());
-  EXPECT_FALSE(object.ok());
   EXPECT_TRUE(object.destroy()) << "destroying twice does nothing";
   EXPECT_EQ(gEvents, (std::vector<std::string>{"construct", "close", "destroy"}));
-}
-
-TEST_F(FakeInterface, FailedConstructionGivesAFailedObject) {
+  gEvents.clear();
   gConstructResult = errOutOfMemory;
-  Object object = host_.createObject(kFakeIid);
-  EXPECT_FALSE(object);
-  EXPECT_EQ(object.status(), errOutOfMemory);
+  Object failed = host.createObject(77);
+  EXPECT_EQ(failed.status(), errOutOfMemory);
+  EXPECT_EQ(failed.initDone(), errWrongState);
   EXPECT_EQ(gEvents, std::vector<std::string>{"construct"}) << "no close, no destruction";
-  EXPECT_EQ(object.initDone(), errWrongState);
-
-  Object unknown = host_.createObject(99);
-  EXPECT_FALSE(unknown);
-  EXPECT_EQ(unknown.status(), errNoInterface);
-  EXPECT_NE(unknown.status().message().find("99"), std::string::npos) << unknown.status();
+  EXPECT_EQ(host.createObject(99).status(), errNoInterface);
 }
 
-TEST_F(FakeInterface, ConstantsAreReadOnlyAndFollowTheCopyOutRule) {
-  Object object = host_.createObject(kFakeIid);
-  ASSERT_TRUE(object);
-  EXPECT_EQ(object.field<uint32_t>(kConst), 7u);
-  EXPECT_EQ(object.setField<uint32_t>(kConst, 8), errAccessDenied);
+// ---- Module files.
 
-  uint32_t needed = 0;
-  EXPECT_EQ(object.getProperty(kConstBytes, nullptr, 0, &needed), errOk);
-  EXPECT_EQ(needed, 6u);
-  EXPECT_EQ(object.getProperty(kConstBytes, nullptr, 6, &needed), errInvalidArgument);
-  char small[5] = {'x', 'x', 'x', 'x', 'x'};
-  EXPECT_EQ(object.getProperty(kConstBytes, small, sizeof small, &needed), errBufferTooSmall);
-  EXPECT_EQ(needed, 6u);
-  EXPECT_EQ(small[0], 'x') << "a short buffer receives nothing";
-  char text[8] = {};
-  EXPECT_EQ(object.getProperty(kConstBytes, text, sizeof text, &needed), errOk);
-  EXPECT_STREQ(text, "hello");
-  EXPECT_EQ(object.setProperty(kConstBytes, "world", 6), errAccessDenied);
+// A module built here whose entry answers what FAKE_ACCEPT and FAKE_CELL say.
+std::string buildFakeModule(const ScratchDirectory& dir) {
+  store_test::writeFile(dir.file("fake.c"),
+                        "#include <stdlib.h>\n"
+                        "int ModuleEntry(void* r, unsigned why, int* cell) {\n"
+                        "  *cell = (int)strtol(getenv(\"FAKE_CELL\"), 0, 0);\n"
+                        "  return atoi(getenv(\"FAKE_ACCEPT\"));\n}\n");
+  const std::string so = dir.file("libfake.so");
+  const std::string command =
+      "cc -shared -fPIC -o " + so + " " + dir.file("fake.c") + " 2>/dev/null";
+  return std::system(command.c_str()) == 0 ? so : "";
 }
 
-TEST_F(FakeInterface, FieldsLiveAtTheirOffsetsWithTheirSizes) {
-  Object object = host_.createObject(kFakeIid);
-  ASSERT_TRUE(object);
-  EXPECT_EQ(object.field<uint32_t>(kReadField), 0x11223344u);
-  EXPECT_EQ(object.setField<uint32_t>(kReadField, 1), errAccessDenied) << "mode 1: host reads only";
-
-  EXPECT_TRUE(object.setField<uint64_t>(kWideField, 0x0102030405060708ull));
-  uint64_t stored = 0;
-  std::memcpy(&stored, object.data() + 8, 8);
-  EXPECT_EQ(stored, 0x0102030405060708ull);
-  EXPECT_EQ(object.field<uint64_t>(kWideField), 0x0102030405060708ull);
-  Status wrongSize = object.setField<uint32_t>(kWideField, 5);
-  EXPECT_EQ(wrongSize, errInvalidSize);
-  EXPECT_NE(wrongSize.message().find("0x00001004"), std::string::npos) << wrongSize;
-  EXPECT_EQ(object.field<uint64_t>(kWideField), 0x0102030405060708ull);
-  EXPECT_EQ(object.setProperty(kWideField, nullptr, 8), errInvalidArgument);
-
-  EXPECT_TRUE(object.setField<uint8_t>(kByteField, 2));
-  EXPECT_EQ(object.data()[16], 2);
-  EXPECT_EQ(object.data()[17], 0) << "a one-byte field writes one byte";
-  EXPECT_EQ(object.field<uint8_t>(kByteField), 2);
-
-  EXPECT_EQ(object.setField<uint32_t>(kOutside, 1), errInvalidArgument);
-  EXPECT_EQ(object.setField<uint32_t>(0xDEAD, 1), errPropertyNotFound);
-  uint32_t value = 0;
-  EXPECT_EQ(object.getField(0xDEAD, &value), errPropertyNotFound);
-}
-
-TEST_F(FakeInterface, AccessorPropertiesCallTheModule) {
-  Object object = host_.createObject(kFakeIid);
-  ASSERT_TRUE(object);
-  EXPECT_TRUE(object.setProperty(kText, "abc", 3));
-  char text[16] = {};
-  uint32_t used = 0;
-  EXPECT_TRUE(object.getProperty(kText, text, sizeof text, &used));
-  EXPECT_EQ(used, 4u);
-  EXPECT_STREQ(text, "abc");
-  EXPECT_EQ(object.setProperty(kText, "much too long text", 18), errInvalidArgument)
-      << "the setter's own result comes back";
-  EXPECT_EQ(object.setProperty(kTextReadOnly, "x", 1), errAccessDenied);
-  EXPECT_TRUE(object.getProperty(kTextReadOnly, text, sizeof text, &used));
-}
-
-TEST_F(FakeInterface, MethodsAreCalledThroughTheRegisteredTable) {
-  Object object = host_.createObject(kFakeIid);
-  ASSERT_TRUE(object);
-  using Sum = int32_t (*)(void*, uint32_t, uint32_t);
-  EXPECT_EQ(object.call<Sum>(0, 40u, 2u), 42);
-  EXPECT_EQ(object.call<Sum>(1, 1u, 1u), errMethodNotFound) << "a null entry";
-  EXPECT_EQ(object.call<Sum>(3, 1u, 1u), errMethodNotFound) << "past the table";
-  EXPECT_EQ(object.callOwn<TroveClean>(1), 4242) << "the object's own table";
-  EXPECT_EQ(object.callOwn<TroveClean>(0), errMethodNotFound);
-}
-
-TEST(HostRegistration, RootChecksTheTables) {
+TEST(HostModules, ARefusedRegistrationIsNoLoadedModule) {
+  ScratchDirectory dir;
+  const std::string fake = buildFakeModule(dir);
+  if (fake.empty()) GTEST_SKIP() << "no C compiler to build a module with";
+  struct Case {
+    const char *accept, *cell;
+    int32_t status;
+  };
+  for (const Case& c : {Case{"0", "0", errUnexpected}, Case{"0", "-2147483582", errNotSupported},
+                        Case{"1", "-2147483582", errNotSupported}, Case{"1", "0", errOk}}) {
+    ::setenv("FAKE_ACCEPT", c.accept, 1);
+    ::setenv("FAKE_CELL", c.cell, 1);
+    Host host;
+    Module module = host.loadModule(fake);
+    EXPECT_EQ(module.ok(), c.status == errOk) << c.accept << " " << c.cell;
+    EXPECT_EQ(module.status(), c.status) << module.status();
+  }
   Host host;
-  void** rootMethods = *static_cast<void***>(host.root());
-  auto registerInterface =
-      reinterpret_cast<TroveRegisterInterface>(rootMethods[TROVE_ROOT_SLOT_REGISTER_INTERFACE]);
-  EXPECT_EQ(
-      registerInterface(host.root(), 5, 0, 0, 0, 0, nullptr, 12, nullptr, 0, nullptr, 0, 8, 0),
-      errInvalidArgument);
-  EXPECT_EQ(host.findInterface(5), nullptr);
-  using Unused = int32_t (*)(void*);
-  EXPECT_EQ(reinterpret_cast<Unused>(rootMethods[1])(host.root()), errNotSupported);
+  store_test::writeFile(dir.file("text.so"), "just some text\n");
+  EXPECT_EQ(host.loadModule(dir.file("text.so")).status(), errSysBadImageSignature);
+  EXPECT_EQ(host.loadModule(dir.file("none.so")).status(), errSysModuleNotFound);
+  Module noEntry = host.loadModule("libm.so.6");
+  EXPECT_EQ(noEntry.status(), errSysSymbolNotFound) << noEntry.status();
+  EXPECT_FALSE(host.registerModule(noEntry));
+  EXPECT_EQ(noEntry.callEntry(host.root(), 100, nullptr), 0);
 }
 
-// ---- Loading module files.
-
-std::string writeTempFile(const std::string& name, const std::string& contents) {
-  std::string path = testing::TempDir() + name + "_" + std::to_string(::getpid());
-  std::ofstream(path, std::ios::binary) << contents;
-  return path;
-}
-
-// A shared library of this process that is surely not a trove module.
-std::string someSystemLibrary() {
-  std::string found;
-  dl_iterate_phdr(
-      [](dl_phdr_info* info, size_t, void* data) {
-        std::string name = info->dlpi_name ? info->dlpi_name : "";
-        auto* out = static_cast<std::string*>(data);
-        if (out->empty() && name.find("libc.so") != std::string::npos) *out = name;
-        return 0;
-      },
-      &found);
-  return found;
-}
-
-TEST(HostModules, FilesThatAreNoModulesGiveClearErrors) {
-  Host host;
-  std::string text = writeTempFile("not_a_module.so", "just some text\n");
-  Module module = host.loadModule(text);
-  EXPECT_FALSE(module);
-  EXPECT_EQ(module.status(), errSysBadImageSignature);
-  EXPECT_NE(module.status().message().find(text), std::string::npos) << module.status();
-  EXPECT_NE(module.status().message().find("not a loadable module"), std::string::npos);
-  EXPECT_EQ(module.callEntry(host.root(), 100, nullptr), 0);
-  std::filesystem::remove(text);
-
-  std::string missing = testing::TempDir() + "no_such_module.so";
-  module = host.loadModule(missing);
-  EXPECT_EQ(module.status(), errSysModuleNotFound);
-  EXPECT_NE(module.status().message().find(missing), std::string::npos) << module.status();
-  EXPECT_NE(module.status().message().find("no such file"), std::string::npos);
-
-  std::string library = someSystemLibrary();
-  if (library.empty()) GTEST_SKIP() << "no C library path found to load";
-  module = host.loadModule(library);
-  EXPECT_FALSE(module);
-  EXPECT_EQ(module.status(), errSysSymbolNotFound);
-  EXPECT_NE(module.status().message().find("has no ModuleEntry"), std::string::npos)
-      << module.status();
-  EXPECT_NE(module.status().message().find(library), std::string::npos);
-  EXPECT_EQ(host.counters().registerInterface, 0u);
-  EXPECT_FALSE(host.registerModule(module));
-}
-
-// This program holds the host itself, so without TROVE_MODULE_PATH nothing
-// beside it is the module: the search names every place it looked at.
+// This program holds the host itself: beside it comes first, then each entry
+// of TROVE_MODULE_PATH (a directory stands for the module file in it).
 TEST(HostModules, SearchLooksBesideTheProgramThenThroughTheVariable) {
   const char* saved = std::getenv("TROVE_MODULE_PATH");
   const std::string restore = saved ? saved : "";
-  const std::string moduleDir = std::filesystem::path(TROVE_MODULE_PATH).parent_path().string();
-  const std::string programDir = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  struct Case {
-    const char* variable;  // null: unset
-    std::string loaded;    // empty: not found
-    std::vector<std::string> named;
-  };
-  const std::vector<Case> cases = {
-      {nullptr, "", {programDir + "/libtrove_registry.so", "TROVE_MODULE_PATH is not set"}},
-      {TROVE_MODULE_PATH, TROVE_MODULE_PATH, {}},
-      {"/no/such/dir:", "", {"/no/such/dir"}},
-  };
-  for (const Case& c : cases) {
-    if (c.variable) {
-      ::setenv("TROVE_MODULE_PATH", c.variable, 1);
-    } else {
-      ::unsetenv("TROVE_MODULE_PATH");
-    }
-    Host host;
-    Module module = host.loadModule();
-    EXPECT_EQ(module.ok(), !c.loaded.empty()) << module.status();
-    if (module) {
-      EXPECT_EQ(module.path(), c.loaded);
-      EXPECT_NE(host.findInterface(TROVE_IID_REGISTRY), nullptr);
-    } else {
-      EXPECT_EQ(module.status(), errSysModuleNotFound);
-      EXPECT_NE(module.status().message().find("cannot find the trove module"), std::string::npos);
-    }
-    for (const std::string& text : c.named) {
-      EXPECT_NE(module.status().message().find(text), std::string::npos) << module.status();
-    }
-  }
-  // A directory on the variable stands for the module file in it.
-  ::setenv("TROVE_MODULE_PATH", ("/no/such/dir:" + moduleDir).c_str(), 1);
+  const std::string moduleDir = fs::path(TROVE_MODULE_PATH).parent_path().string();
+  const fs::path programDir = fs::read_symlink("/proc/self/exe").parent_path();
+  const std::string beside = (programDir / "libtrove_registry.so").string();
+  ScratchDirectory decoy;
+  store_test::writeFile(decoy.file("libtrove_registry.so"), "");
+
+  ::unsetenv("TROVE_MODULE_PATH");
+  const std::string missing = Host().loadModule().status().message();
+  EXPECT_TRUE(has(missing, "cannot find the trove module"));
+  EXPECT_TRUE(has(missing, beside)) << missing;
+  EXPECT_TRUE(has(missing, "TROVE_MODULE_PATH is not set")) << missing;
+
+  ::setenv("TROVE_MODULE_PATH", ("/none::" + moduleDir + ":" + decoy.path().string()).c_str(), 1);
   trove::host::ModuleSearch search = trove::host::findModule();
   EXPECT_EQ(search.found, moduleDir + "/libtrove_registry.so");
-  EXPECT_EQ(search.tried.back(), search.found);
-  EXPECT_EQ(search.tried.front(), programDir + "/libtrove_registry.so");
+  EXPECT_EQ(search.tried,
+            (std::vector<std::string>{
+                beside, (programDir / "trove/libtrove_registry.so").string(),
+                (programDir.parent_path() / "lib/trove/libtrove_registry.so").string(), "/none",
+                search.found}));
+  Host host;
+  EXPECT_EQ(host.loadModule().path(), search.found);
+  EXPECT_NE(host.findInterface(TROVE_IID_REGISTRY), nullptr);
   if (saved) {
     ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1);
   } else {
@@ -395,131 +178,185 @@ TEST(HostModules, SearchLooksBesideTheProgramThenThroughTheVariable) {
   }
 }
 
-TEST(HostModules, ModuleStaysLoadedWhileItsObjectsLive) {
-  Host host;
-  host.captureTrace();
-  Object object;
-  {
-    Module module = host.loadModule(TROVE_MODULE_PATH);
-    ASSERT_TRUE(module) << module.status();
-    object = host.createObject(TROVE_IID_REGISTRY);
-    ASSERT_TRUE(object) << object.status();
-  }
-  // The Module is gone; the object still calls into the module.
-  EXPECT_TRUE(object.setName(u"still.xml"));
-  EXPECT_EQ(object.name(), u"still.xml");
-}
-
-TEST(HostModules, ObjectMayOutliveItsHost) {
+// Objects keep the module loaded, and outlive the host that made them.
+TEST(HostModules, ObjectsOutliveTheirModuleAndHost) {
   Host later;
   auto& trace = later.captureTrace();
   Object object;
   {
     Host first;
     first.captureTrace();
-    ASSERT_TRUE(first.loadModule(TROVE_MODULE_PATH));
+    Module module = first.loadModule(TROVE_MODULE_PATH);
+    ASSERT_TRUE(module) << module.status();
     object = first.createObject(TROVE_IID_REGISTRY);
     ASSERT_TRUE(object) << object.status();
   }
-  // Its lines go to the remaining host; its life cycle still ends in order.
   EXPECT_TRUE(object.setName(u"orphan.xml"));
+  EXPECT_EQ(object.name(), u"orphan.xml");
   EXPECT_TRUE(trace.contains("PropertiesMap::setName"));
   EXPECT_TRUE(object.destroy());
 }
 
-// ---- The Registry object of the real module, end to end.
+// ---- The Registry object of the real module, with its store held by an I/O object.
 
-std::u16string widen(const std::string& text) {
-  return std::u16string(text.begin(), text.end());
-}
+const char kStore[] =
+    "<propertiesmap>\n    <key name=\"Application\">\n        <tDWORD "
+    "name=\"Width\">1280</tDWORD>\n"
+    "        <tSTRING name=\"Title\">Sample</tSTRING>\n    </key>\n</propertiesmap>\n";
 
-class RegistryObject : public ::testing::Test {
- protected:
-  void SetUp() override {
-    trace_ = &host_.captureTrace();
-    module_ = host_.loadModule(TROVE_MODULE_PATH);
-    ASSERT_TRUE(module_) << module_.status();
-    dir_ = testing::TempDir() + "trove_host_library_" + std::to_string(::getpid());
-    std::filesystem::create_directories(dir_);
-  }
-  void TearDown() override {
-    std::filesystem::remove_all(dir_);
-    EXPECT_EQ(host_.heap().violationCount(), 0u);
-  }
-
+TEST(RegistryObject, PropertiesAndAStoreHeldByAnIoObject) {
   Host host_;
-  trove::host::CapturingTraceSink* trace_ = nullptr;
-  Module module_;
-  std::string dir_;
-};
-
-TEST_F(RegistryObject, PropertiesReadAndWriteThroughTheRegisteredTable) {
-  Object object = host_.createObject(TROVE_IID_REGISTRY);
-  ASSERT_TRUE(object) << object.status();
-  EXPECT_NE(object.constructedServices(), trove::host::servicesTable())
-      << "the constructor leaves its own placeholder in word 1";
-  EXPECT_EQ(*object.holder(), trove::host::servicesTable());
-
-  EXPECT_EQ(object.field<uint32_t>(TROVE_PROP_VERSION), 1u);
-  EXPECT_EQ(object.field<uint32_t>(TROVE_PROP_NAME_CODE_PAGE), 1200u);
-  char description[15] = {};
-  EXPECT_TRUE(object.getProperty(TROVE_PROP_DESCRIPTION, description, sizeof description));
-  EXPECT_STREQ(description, "properties map");
-
-  EXPECT_TRUE(object.setField<uint32_t>(TROVE_PROP_READ_ONLY, 1));
-  uint32_t atOffset = 0;
-  std::memcpy(&atOffset, object.data() + 24, 4);
-  EXPECT_EQ(atOffset, 1u);
-  EXPECT_EQ(object.setField<uint32_t>(TROVE_PROP_RESERVED_1003, 1), errAccessDenied);
-  EXPECT_TRUE(object.setField<uint8_t>(TROVE_PROP_BACKUP_MODE, 2));
-  EXPECT_EQ(object.data()[116], 2);
-  trove::host::MemoryStoreIo io;
-  EXPECT_TRUE(object.setStoreIo(io));
-  EXPECT_EQ(object.field<void*>(TROVE_PROP_STORE_IO), io.get());
-
-  EXPECT_EQ(object.name(), u"");
-  EXPECT_TRUE(object.setName(u"\u00e9t\u00e9.xml"));
-  EXPECT_EQ(object.name(), u"\u00e9t\u00e9.xml");
-  EXPECT_TRUE(trace_->contains("trove\tPropertiesMap::setName : 0x00000000 (No error)"));
-}
-
-TEST_F(RegistryObject, StoreIsWrittenOnCloseAndReadBack) {
-  std::string path = dir_ + "/store.xml";
+  host_.captureTrace();
+  Module module = host_.loadModule(TROVE_MODULE_PATH);
+  ASSERT_TRUE(module) << module.status();
+  const size_t violations = host_.heap().violationCount();
+  MemoryStoreIo store(kStore);
+  void** rootHolder = trove::host::holderOf(host_.root());
+  const auto rootBefore = host_.heap().stats(rootHolder);
   {
     Object object = host_.createObject(TROVE_IID_REGISTRY);
     ASSERT_TRUE(object) << object.status();
-    ASSERT_TRUE(object.setName(widen(path)));
+    // Properties follow the registered table: constants, the copy-out rule,
+    // sizes and what the host may only read.
+    EXPECT_EQ(object.field<uint32_t>(TROVE_PROP_VERSION), 1u);
+    EXPECT_EQ(object.setField<uint32_t>(TROVE_PROP_VERSION, 2), errAccessDenied);
+    uint32_t needed = 0;
+    EXPECT_EQ(object.getProperty(TROVE_PROP_DESCRIPTION, nullptr, 0, &needed), errOk);
+    EXPECT_EQ(needed, 15u) << "a size query";
+    EXPECT_EQ(object.getProperty(TROVE_PROP_DESCRIPTION, nullptr, 15, &needed), errInvalidArgument);
+    char description[15] = {'x'};
+    EXPECT_EQ(object.getProperty(TROVE_PROP_DESCRIPTION, description, 14), errBufferTooSmall);
+    EXPECT_EQ(description[0], 'x') << "a short buffer receives nothing";
+    EXPECT_TRUE(object.getProperty(TROVE_PROP_DESCRIPTION, description, sizeof description));
+    EXPECT_STREQ(description, "properties map");
+    EXPECT_EQ(object.setField<uint32_t>(TROVE_PROP_RESERVED_1003, 1), errAccessDenied);
+    const Status wrongSize = object.setField<uint64_t>(TROVE_PROP_READ_ONLY, 1);
+    EXPECT_EQ(wrongSize, errInvalidSize);
+    EXPECT_TRUE(has(wrongSize.message(), "0x20601000")) << wrongSize;
+    EXPECT_EQ(object.setProperty(TROVE_PROP_READ_ONLY, nullptr, 4), errInvalidArgument);
+    EXPECT_EQ(object.setField<uint32_t>(0xDEAD, 1), errPropertyNotFound);
+    EXPECT_EQ(object.call<TroveClean>(TROVE_SLOT_FLUSH), errMethodNotFound) << "a null entry";
+    EXPECT_EQ(object.call<TroveClean>(99), errMethodNotFound) << "past the table";
+    ASSERT_TRUE(object.setStoreIo(store));
+    EXPECT_EQ(object.field<void*>(TROVE_PROP_STORE_IO), store.get());
     ASSERT_TRUE(object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 1));
-    ASSERT_TRUE(object.setField<uint32_t>(TROVE_PROP_OPEN_FLAGS, TROVE_OPEN_CREATE_IF_MISSING));
-    Status loaded = object.initDone();
-    ASSERT_TRUE(loaded) << loaded;
-    uint64_t key = TROVE_INVALID_KEY;
-    int32_t opened = object.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &key, 0, "app/window", 1);
-    ASSERT_GE(opened, 0) << trove::host::formatResult(opened);
-    uint32_t width = 640;
-    ASSERT_GE(
-        object.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, key, "width", TROVE_TDWORD, &width, 4, 1),
-        0);
-  }  // closed (saved) and destroyed here
-  EXPECT_EQ(host_.reclaimedBlocks(), 0u) << "the module freed everything it took";
-  std::ifstream file(path);
-  std::stringstream contents;
-  contents << file.rdbuf();
-  EXPECT_NE(contents.str().find("propertiesmap"), std::string::npos) << contents.str();
-  EXPECT_NE(contents.str().find("width"), std::string::npos) << contents.str();
+    ASSERT_TRUE(object.initDone());
+    EXPECT_EQ(store.calls(StoreIo::kRead), 1u);
+    const auto rootAfter = host_.heap().stats(rootHolder);
+    EXPECT_EQ(rootAfter.allocations, rootBefore.allocations + 1);
+    EXPECT_EQ(rootAfter.liveBlocks, rootBefore.liveBlocks);
 
-  Object again = host_.createObject(TROVE_IID_REGISTRY);
-  ASSERT_TRUE(again.setName(widen(path)));
-  ASSERT_TRUE(again.initDone());
-  uint64_t key = TROVE_INVALID_KEY;
-  ASSERT_EQ(again.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &key, 0, "app/window", 0), errOk);
-  uint32_t width = 0;
-  uint32_t type = TROVE_TDWORD;
-  uint32_t required = 0;
-  EXPECT_EQ(
-      again.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, &required, key, "width", &type, &width, 4),
-      errOk);
-  EXPECT_EQ(width, 640u);
+    uint64_t key = TROVE_INVALID_KEY;
+    ASSERT_EQ(object.call<TroveOpenKey>(TROVE_SLOT_OPEN_KEY, &key, 0, "Application", 0), errOk);
+    StringObject title;
+    uint32_t type = TROVE_TSTRING_OBJ, required = 0;
+    EXPECT_EQ(object.call<TroveGetValue>(TROVE_SLOT_GET_VALUE, &required, key, "Title", &type,
+                                         title.get(), 0),
+              errOk);
+    EXPECT_EQ(title.text(), u"Sample") << "handed out through the host's string function";
+    uint32_t height = 800;
+    ASSERT_GE(object.call<TroveSetValue>(TROVE_SLOT_SET_VALUE, key, "Height", TROVE_TDWORD, &height,
+                                         4, 1),
+              0);
+  }
+  EXPECT_EQ(store.calls(StoreIo::kComplete), 1u);
+  EXPECT_TRUE(has(store.contents(), "<tDWORD name=\"Height\">800</tDWORD>")) << store.contents();
+  EXPECT_TRUE(has(store.contents(), "<tDWORD name=\"Width\">1280</tDWORD>"));
+
+  // A failing read is the load's result, and the read buffer goes back.
+  MemoryStoreIo failing(kStore);
+  failing.setFailure(StoreIo::kRead, errMediaError);
+  Object object = host_.createObject(TROVE_IID_REGISTRY);
+  ASSERT_TRUE(object.setStoreIo(failing));
+  EXPECT_EQ(object.initDone(), errMediaError);
+  EXPECT_EQ(host_.heap().liveBlocks(rootHolder), rootBefore.liveBlocks);
+
+  ScratchDirectory dir;
+  trove::host::FileStoreIo io;
+  const std::string path = dir.file("held.xml");
+  Status missing = io.open(path, false);
+  EXPECT_EQ(missing, errSysFileNotFound);
+  EXPECT_TRUE(has(missing.message(), path)) << missing;
+  EXPECT_EQ(io.open(dir.path().string(), false), errAccessDenied) << "a directory is no store";
+  store_test::writeFile(path, kStore);
+  ASSERT_TRUE(io.open(path, false));
+  Object held = host_.createObject(TROVE_IID_REGISTRY);
+  ASSERT_TRUE(held.setStoreIo(io));
+  ASSERT_TRUE(held.initDone());
+  uint32_t count = 0;
+  EXPECT_EQ(held.call<TroveGetKeyCount>(TROVE_SLOT_GET_KEY_COUNT, &count, 0), errOk);
+  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(host_.heap().violationCount(), violations);
+  EXPECT_EQ(host_.reclaimedBlocks(), 0u) << "the module frees everything it takes";
+}
+
+TEST(StringObject, AssignTakesUtf16UpToTheFirstNul) {
+  StringObject text(u"old");
+  const char16_t data[] = {u'n', u'e', u'w', 0, u'x'};
+  auto assign = [&](void* object, const void* units, uint32_t bytes, uint32_t codePage = 1200) {
+    return trove::host::assignStringObject(object, 0, 0xFFFF, units, bytes, codePage);
+  };
+  EXPECT_EQ(assign(text.get(), data, sizeof data), errOk);
+  EXPECT_EQ(text.text(), u"new");
+  EXPECT_EQ(assign(text.get(), data, 5), errOk);
+  EXPECT_EQ(text.text(), u"ne") << "an odd last byte is no unit";
+  EXPECT_EQ(assign(text.get(), data, 6, 65001), errNotSupported);
+  EXPECT_EQ(assign(text.get(), nullptr, 6), errInvalidArgument);
+  void* gone = StringObject().get();
+  EXPECT_EQ(assign(gone, data, 6), errInvalidArgument) << "an object no longer there";
+}
+
+// ---- The trace formatter: what a module's trace line turns into.
+
+TEST(TraceFormat, ConversionsTakeTheirArgumentsAtTheirOwnSizes) {
+  const char16_t unpaired[] = {0xDC00, 0xD800, 0xE000, 0};
+  const std::string longText(1000, 'k');
+  const std::pair<std::string, std::string> cases[] = {
+      // 64-bit conversions consume 64-bit arguments; the %d after shows the step.
+      {formatTrace("%ld|%d|%lx|%lu|%.08lX", int64_t{-1}, 42, uint64_t{0x1234567890},
+                   uint64_t{18446744073709551615u}, uint64_t{0xABCDEF}),
+       "-1|42|1234567890|18446744073709551615|00ABCDEF"},
+      {formatTrace("%hhd|%hhu|%hx|%lld|%llu|%jd|%zu|%td|%d", 0x1FF, 0x1FF, 0x12345,
+                   int64_t{-9000000000}, uint64_t{18446744073709551615u}, int64_t{-7}, size_t{9},
+                   std::ptrdiff_t{-3}, 42),
+       "-1|255|2345|-9000000000|18446744073709551615|-7|9|-3|42"},
+      {formatTrace("%5d|%-5d|%05d|%+d|% d|%#x|%#o|%.3d|%X", 42, 42, 42, 42, 42, 255u, 8u, 7,
+                   0xABCu),
+       "   42|42   |00042|+42| 42|0xff|010|007|ABC"},
+      {formatTrace("%*d|%*d|%.*s|%.*s|", 4, 1, -3, 1, 2, "abc", -1, "abc"), "   1|1  |ab|abc|"},
+      {formatTrace("%.2f|%Lg|%p|%c%c|%d", 1.5, 2.5L, reinterpret_cast<void*>(0x10), 'o', 'k', 7),
+       "1.50|2.5|0x10|ok|7"},
+      {formatTrace("[%s|%.3s|%-4s|%s]", "trove", "abcdef", "ab", static_cast<const char*>(nullptr)),
+       "[trove|abc|ab  |(null)]"},
+      {formatTrace("%S|%S|%S", u"h\u00e9llo\u20AC", u"\u0080\U00010000\U0010FFFF",
+                   static_cast<const char16_t*>(nullptr)),
+       "h\xC3\xA9llo\xE2\x82\xAC|\xC2\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF|(null)"},
+      // A high surrogate pairs only with a low one; precision counts UTF-16 units.
+      {formatTrace("%S|%.1S|%.2S|%.3S|%6S|", unpaired, u"\U0001F600x", u"\U0001F600x",
+                   u"\U0001F600x", u"ab"),
+       "\xEF\xBF\xBD\xEF\xBF\xBD\xEE\x80\x80|\xEF\xBF\xBD|\xF0\x9F\x98\x80|\xF0\x9F\x98\x80x|    "
+       "ab|"},
+      {formatTrace("%terr|%-22terr|%terr!%d", errInvalidArgument, errOk,
+                   static_cast<int32_t>(0x8123ABCDu), 4),
+       "0x80000046 (Invalid argument)|0x00000000 (No error) |0x8123abcd (Unknown result code)!4"},
+      // An unknown conversion is copied and consumes nothing.
+      {formatTrace("100%% %q %n%d cut %-5", 6), "100% %q %n6 cut %-5"},
+      {formatTrace(nullptr), ""},
+      {formatTrace("<%s>", longText.c_str()), "<" + longText + ">"},
+      {formatTrace("%300d", 1), std::string(299, ' ') + "1"},
+  };
+  for (const auto& [formatted, expected] : cases) EXPECT_EQ(formatted, expected);
+  EXPECT_NE(formatTrace("%terr", errSysSharingViolation), "0x80010104 (Unknown result code)");
+  EXPECT_EQ(Status(errInvalidArgument, "cannot open x").message(),
+            "cannot open x [0x80000046 (Invalid argument)]");
+  EXPECT_TRUE(Status(errKeyCreated)) << "success codes other than 0 are success";
+}
+
+TEST(TraceFormat, StderrSinkKeepsTheSeriousLines) {
+  trove::host::StderrTraceSink sink;
+  testing::internal::CaptureStderr();
+  for (uint32_t level : {200u, 300u, 350u, 400u, 600u}) sink.write({level, "x", nullptr});
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "trace 200: x\ntrace 300: x\ntrace 350: x\n");
 }
 
 }  // namespace

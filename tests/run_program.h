@@ -1,14 +1,11 @@
 // Running a program (the built trove tool, or a helper such as xmllint) in a
-// scratch directory with both output streams captured; several may run at
-// once.
+// scratch directory with both output streams captured; several may run at once.
 #pragma once
 
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <string>
 #include <vector>
 
 #include "store_files.h"
@@ -17,8 +14,7 @@ namespace store_test {
 
 struct Outcome {
   int status = -1;  // the exit status, or -1 when the program did not exit
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
 struct RunningProgram {
@@ -26,9 +22,9 @@ struct RunningProgram {
   std::string outFile, errFile;
 };
 
-// Starts `program` (looked up in PATH unless it holds a "/") with `args` in
-// `directory`, `input` as its standard input and `environment` ("NAME=value")
-// added. `tag` tells the files of programs running at once apart.
+// Starts `program` (looked up in PATH unless it holds a "/") in `directory`
+// with `input` on standard input and `environment` ("NAME=value") added; `tag`
+// tells the files of programs running at once apart.
 inline RunningProgram startProgram(const std::string& program, const std::vector<std::string>& args,
                                    const ScratchDirectory& directory, const std::string& tag = "",
                                    const std::string& input = "",
@@ -38,11 +34,11 @@ inline RunningProgram startProgram(const std::string& program, const std::vector
   if (!input.empty()) writeFile(inFile, input);
   run.pid = fork();
   if (run.pid == 0) {
-    if (chdir(directory.path().c_str()) != 0) _exit(125);
     const int in = open(inFile.c_str(), O_RDONLY);
     const int out = open(run.outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const int err = open(run.errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) {
+    if (chdir(directory.path().c_str()) != 0 || in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 ||
+        dup2(out, 1) < 0 || dup2(err, 2) < 0) {
       _exit(125);
     }
     if (!input.empty()) unlink(inFile.c_str());
