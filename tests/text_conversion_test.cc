@@ -6,70 +6,44 @@
 
 namespace {
 
-using trove::utf8ToUtf16;
-
-std::u16string decode(const std::string& bytes) {
-  std::u16string out(bytes.size() + 1, u'#');
-  std::size_t n = utf8ToUtf16(bytes.data(), bytes.size(), out.data());
-  EXPECT_EQ(out[n], u'#') << "wrote beyond the units it reported";
-  out.resize(n);
-  return out;
+TEST(TextConversion, Utf8ToUtf16KeepsThePlaneAndMarksTheRest) {
+  const std::pair<std::string, std::u16string> cases[] = {
+      {"", u""},
+      {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
+      {"x\xD0\x96y\xE2\x82\xACz", u"x\u0416y\u20ACz"},
+      {"a\xF0\x9F\x98\x80z", u"a????z"},  // four-byte sequences: each byte alone
+      {"\x80\xF8\xFF", u"???"},           // stray continuation, leads 0xF8-0xFF
+      {"\xC3", u"\u00FF"},                // a cut two-byte lead: ones fill the rest
+      {"ab\xC0", u"ab?"},
+      {"A\xE2\x82", u"A?"},  // a cut three-byte sequence ends the decoding
+      {"\xC3\x41", u"\u00C1"},
+      {"\xE2\x02\xC3", u"\u2083"}};  // continuations unchecked
+  for (const auto& [bytes, units] : cases) {
+    std::u16string out(bytes.size() + 1, u'#');
+    const size_t n = trove::utf8ToUtf16(bytes.data(), bytes.size(), out.data());
+    EXPECT_EQ(out[n], u'#') << "wrote beyond the units it reported: " << bytes;
+    EXPECT_EQ(out.substr(0, n), units) << bytes;
+  }
 }
 
-TEST(Utf8ToUtf16Test, DecodesTheBasicMultilingualPlane) {
-  EXPECT_EQ(decode(""), u"");
-  EXPECT_EQ(decode("plain ASCII"), u"plain ASCII");
-  EXPECT_EQ(decode(std::string("a\0b", 3)), std::u16string(u"a\0b", 3));
-  EXPECT_EQ(decode("\xC3\xA9"), u"\u00E9");
-  EXPECT_EQ(decode("\xE2\x82\xAC"), u"\u20AC");
-  EXPECT_EQ(decode("x\xD0\x96y\xEF\xBF\xBDz"), u"x\u0416y\uFFFDz");
-}
-
-TEST(Utf8ToUtf16Test, ReplacesWhatItCannotRepresent) {
-  // Four-byte sequences: each byte alone.
-  EXPECT_EQ(decode("\xF0\x9F\x98\x80"), u"????");
-  EXPECT_EQ(decode("a\xF0\x9F\x98\x80z"), u"a????z");
-  // A stray continuation byte and the leads 0xF8-0xFF.
-  EXPECT_EQ(decode("\x80"), u"?");
-  EXPECT_EQ(decode("\xBF\xF8\xFF"), u"???");
-  // A two-byte lead at the end keeps its bits and fills the rest with ones.
-  EXPECT_EQ(decode("\xC3"), u"\u00FF");
-  EXPECT_EQ(decode("ab\xC0"), u"ab?");
-  // A cut three-byte sequence gives one '?' and ends the decoding.
-  EXPECT_EQ(decode("\xE2\x82"), u"?");
-  EXPECT_EQ(decode("A\xE2"), u"A?");
-  // Continuation bytes are not checked: only their low six bits count.
-  EXPECT_EQ(decode("\xC3\x41"), u"\u00C1");
-  EXPECT_EQ(decode("\xE2\x02\xC3"), u"\u2083");
-}
-
-std::string toPath(const std::u16string& text, bool* ok) {
-  std::string out = "untouched";
-  *ok = trove::utf16ToUtf8Path(text.data(), text.size(), out);
-  return out;
-}
-
-TEST(Utf16ToUtf8PathTest, EncodesStrictly) {
-  bool ok = false;
-  EXPECT_EQ(toPath(u"", &ok), "");
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(toPath(u"/tmp/profiles.xml", &ok), "/tmp/profiles.xml");
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(toPath(u"\u00E9\u07FF\u0800\u20AC\uFFFF", &ok),
-            "\xC3\xA9\xDF\xBF\xE0\xA0\x80\xE2\x82\xAC\xEF\xBF\xBF");
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(toPath(u"a\xD83D\xDE00z", &ok), "a\xF0\x9F\x98\x80z");
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(toPath(u"\xDBFF\xDFFF", &ok), "\xF4\x8F\xBF\xBF");
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(toPath(u"back\\slash", &ok), "back\\slash");
-  EXPECT_TRUE(ok);
-
+TEST(TextConversion, Utf16ToUtf8PathPairsSurrogatesAndRefusesTheUnpaired) {
+  const std::pair<std::u16string, std::string> good[] = {
+      {u"", ""},
+      {u"/tmp/a\\b.xml", "/tmp/a\\b.xml"},
+      {u"\u00E9\u07FF\u0800\uFFFF", "\xC3\xA9\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"},
+      {u"a\xD83D\xDE00z", "a\xF0\x9F\x98\x80z"},
+      {u"\xDBFF\xDFFF", "\xF4\x8F\xBF\xBF"}};
+  for (const auto& [text, path] : good) {
+    std::string out = "stale";
+    EXPECT_TRUE(trove::utf16ToUtf8Path(text.data(), text.size(), out)) << path;
+    EXPECT_EQ(out, path);
+  }
   for (const std::u16string& bad :
-       {std::u16string(u"a\xD83D"), std::u16string(u"\xDE00"), std::u16string(u"\xD83Dx"),
+       {std::u16string(u"a\xD83D"), std::u16string(u"\xDE00"),
         std::u16string(u"\xD83D\xD83D\xDE00"), std::u16string(u"a\0b", 3)}) {
-    EXPECT_EQ(toPath(bad, &ok), "untouched");
-    EXPECT_FALSE(ok);
+    std::string out = "untouched";
+    EXPECT_FALSE(trove::utf16ToUtf8Path(bad.data(), bad.size(), out));
+    EXPECT_EQ(out, "untouched");
   }
 }
 
