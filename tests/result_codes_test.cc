@@ -26,18 +26,13 @@ TEST(ResultCodes, MessagesComeFromTheCodesOwnTableOrSayUnknown) {
 }
 
 TEST(ResultCodes, SystemErrorsBecomeTheirCodes) {
-  const std::pair<uint32_t, int32_t> rows[] = {{0, errOk},
-                                               {2, errSysFileNotFound},
-                                               {3, errSysPathNotFound},
-                                               {5, errAccessDenied},
-                                               {8, errOutOfMemory},
-                                               {31, errUnspecified},
-                                               {32, errSysSharingViolation},
-                                               {80, errSysAlreadyExists},
-                                               {87, errInvalidArgument},
-                                               {112, errOutOfSpace},
-                                               {123, errSysInvalidPathName},
-                                               {14001, errSysSxsIncorrect}};
+  // clang-format off
+  const std::pair<uint32_t, int32_t> rows[] = {
+      {0, errOk}, {2, errSysFileNotFound}, {3, errSysPathNotFound}, {5, errAccessDenied},
+      {8, errOutOfMemory}, {31, errUnspecified}, {32, errSysSharingViolation},
+      {80, errSysAlreadyExists}, {87, errInvalidArgument}, {112, errOutOfSpace},
+      {123, errSysInvalidPathName}, {14001, errSysSxsIncorrect}};
+  // clang-format on
   for (auto [error, code] : rows) {
     EXPECT_EQ(resultFromSystemError(error), code) << error;
     EXPECT_EQ(resultFromSystemError(0x80070000u | error), code) << error;  // as an HRESULT

@@ -1,10 +1,9 @@
 // The type table, the codec factory and every codec family's binary and
-// text forms (one table per direction), with the number reader behind them.
+// text forms, one table per direction.
 #include <cfloat>
 #include <clocale>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
@@ -12,7 +11,6 @@
 #include <locale.h>
 
 #include "codec_fixture.h"
-#include "types/number_text.h"
 
 using namespace trove;
 using trove::testing::binaryOf;
@@ -66,22 +64,6 @@ TEST_F(CodecTest, FactoryMakesExactlyTheCodecTypesOnTheOwnersHeap) {
   EXPECT_EQ(createValueCodec(nullptr, TROVE_TDWORD), nullptr);
   failAfter(0);
   EXPECT_EQ(make(TROVE_TDWORD), nullptr);
-}
-
-TEST(CodecRelease, OwnedMemoryGoesBackThroughTheCodecsOwner) {
-  host::HostHeap& heap = host::HostHeap::instance();
-  host::HeapObject maker, releaser;
-  ValueCodec* codec = createValueCodec(static_cast<PropertiesMap*>(maker.get()), TROVE_TSTRING);
-  ASSERT_EQ(codec->SetBinary("abc", 3), errOk);
-  // The text goes back through the maker, the codec's block through the
-  // owner passed in (here a stranger to it).
-  heap.clearViolations();
-  releaseValueCodec(static_cast<PropertiesMap*>(releaser.get()), codec);
-  ASSERT_EQ(heap.violationCount(), 1u);
-  EXPECT_EQ(heap.violations()[0].holder, releaser.holder());
-  EXPECT_EQ(heap.violations()[0].expectedHolder, maker.holder());
-  heap.clearViolations();
-  releaseValueCodec(nullptr, nullptr);  // ignored
 }
 
 TEST_F(CodecTest, ScalarsCopyOutAndCompareOnlyTheirWidth) {
@@ -361,29 +343,6 @@ TEST_F(CodecTest, DoubleTextKeepsEveryDoubleAndThePointUnderAnyLocale) {
   EXPECT_STREQ(probe, "0,500000");
   uselocale(previous);
   freelocale(german);
-}
-
-// The integer reader must agree with strtoull/strtoll at 64 bits, end
-// position included.
-TEST(NumberScanning, MatchesTheCLibraryAt64Bits) {
-  // clang-format off
-  const char* texts[] = {
-      "", " ", "+", "-", "0x", "-0x", "0xg", "0x1g", "  -12", "+0X1F", "09", "0777",
-      "18446744073709551615", "18446744073709551616", "-18446744073709551616",
-      "9223372036854775808", "-9223372036854775808", "-9223372036854775809", "12abc",
-      "\v\f\r 5", "0x0x1", "- 5", "+-5", "00000000000000000000000000012"};
-  // clang-format on
-  for (const char* text : texts) {
-    for (int base : {0, 10, 16}) {
-      SCOPED_TRACE(std::string("'") + text + "' base " + std::to_string(base));
-      char* cEnd = nullptr;
-      const char* ourEnd = nullptr;
-      EXPECT_EQ(scanUnsigned(text, base, 64, &ourEnd), std::strtoull(text, &cEnd, base));
-      EXPECT_EQ(ourEnd, cEnd);
-      EXPECT_EQ(scanSigned(text, base, 64, &ourEnd), std::strtoll(text, &cEnd, base));
-      EXPECT_EQ(ourEnd, cEnd);
-    }
-  }
 }
 
 }  // namespace
