@@ -9,7 +9,6 @@
 
 #include "base/case_folding.h"
 #include "codec_fixture.h"
-#include "xml/path_segments.h"
 
 namespace trove {
 namespace {
@@ -27,22 +26,6 @@ class ElementTree : public testing::HeapTest {
   }
   XmlNode* at(const char* path) { return root()->findPath(path, nullptr); }
 };
-
-TEST(PathSegments, SlashWinsWhileOneRemainsAndAnEmptySegmentEndsTheWalk) {
-  // clang-format off
-  const std::pair<const char*, Names> cases[] = {
-      {"a/b", {"a", "b"}}, {"a\\b", {"a", "b"}}, {"a\\b/c", {"a\\b", "c"}},
-      {"a/b\\c", {"a", "b", "c"}}, {"a\\b/c\\d/e", {"a\\b", "c\\d", "e"}},
-      {"a\\/b", {"a\\", "b"}}, {"", {}}, {nullptr, {}}, {"/a", {}}, {"\\a", {}},
-      {"a//b", {"a"}}, {"a\\\\b", {"a"}}, {"a/", {"a"}}, {"a/b/", {"a", "b"}}};
-  // clang-format on
-  for (const auto& [path, segments] : cases) {
-    Names out;
-    PathSegments walk(path);
-    for (std::string_view segment; walk.next(segment);) out.emplace_back(segment);
-    EXPECT_EQ(out, segments) << (path ? path : "null");
-  }
-}
 
 TEST_F(ElementTree, PathsFindCreateAndFoldCase) {
   XmlNode* marker = reinterpret_cast<XmlNode*>(&object);
@@ -70,12 +53,14 @@ TEST_F(ElementTree, PathsFindCreateAndFoldCase) {
   root()->createPath("p/q", false);
   XmlNode* r = root()->createPath("p\\q/r", false);
   EXPECT_EQ(at("p/q/r"), r);
-  EXPECT_EQ(dump(root()), "a{b{}}x\\y{c{}}p{q{r{}}}");
+  root()->createPath("s/t\\u", false);  // after the last slash a backslash separates
+  root()->createPath("v\\/w", false);
+  EXPECT_EQ(dump(root()), "a{b{}}x\\y{c{}}p{q{r{}}}s{t{u{}}}v\\{w{}}");
   // Full case folding, and an existing key is reused.
   XmlNode* strasse = root()->createPath("stra\303\237e", false);
   EXPECT_EQ(at("STRASSE"), strasse);
   EXPECT_EQ(root()->createPath("Strasse", false), strasse);
-  EXPECT_EQ(root()->childCount(), 4u);
+  EXPECT_EQ(root()->childCount(), 6u);
 }
 
 TEST_F(ElementTree, ForceNewMakesTwinsAndLookupsTakeTheFirst) {
@@ -90,14 +75,11 @@ TEST_F(ElementTree, ForceNewMakesTwinsAndLookupsTakeTheFirst) {
   // key reached creates nothing.
   XmlNode* e = root()->createPath("a/\\x/e", true);
   ASSERT_EQ(root()->childCount(), 3u);
-  EXPECT_EQ(dump(root()->childAt(2)), "e{}");
   EXPECT_EQ(root()->childAt(2)->childAt(0), e);
+  EXPECT_EQ(root()->childAt(2)->childCount(), 1u);
   XmlNode* d = root()->createPath("a/d", false);
   EXPECT_EQ(first->childAt(1), d);
-  EXPECT_EQ(root()->nextChild(first), root()->childAt(1));
-  EXPECT_EQ(root()->nextChild(root()->childAt(2)), nullptr);
   EXPECT_EQ(root()->nextChild(b), nullptr) << "not a child of the root";
-  EXPECT_EQ(root()->childAt(3), nullptr);
 }
 
 TEST_F(ElementTree, ValuesAndRemovals) {
@@ -108,21 +90,18 @@ TEST_F(ElementTree, ValuesAndRemovals) {
   ASSERT_EQ(key->appendValueFromText("s", TROVE_TSTRING, "text"), errOk);
   EXPECT_EQ(text(key->findValue("v")), "1") << "the first match wins";
   EXPECT_EQ(key->addValue("S", TROVE_TDWORD, "abcd", 4), errAlreadyExists);
-  EXPECT_EQ(dump(key), "v:tDWORD=1;V:tDWORD=2;s:tSTRING=text;");
   EXPECT_EQ(key->valueNameAt(3), nullptr);
   EXPECT_EQ(key->removeValue("v"), errOk);  // by name the first match
   EXPECT_EQ(text(key->findValue("v")), "2");
   EXPECT_EQ(key->removeValueAt(1), errOk);  // by index the given one
   EXPECT_EQ(key->removeValueAt(1), errEntryNotFound);
-  EXPECT_EQ(key->removeValue("s"), errEntryNotFound);
   EXPECT_EQ(key->removeValue(nullptr), errInvalidArgument);
-  EXPECT_EQ(dump(key), "V:tDWORD=2;");
   // Generated names by index; an index beyond the end is refused.
   uint32_t v = 9;
   EXPECT_EQ(key->addValueAt(1, TROVE_TDWORD, &v, 4), errOk);
   EXPECT_EQ(key->addValueAt(1, TROVE_TDWORD, &v, 4), errAlreadyExists);
   EXPECT_EQ(key->addValueAt(3, TROVE_TDWORD, &v, 4), errInvalidArgument);
-  EXPECT_STREQ(key->valueNameAt(1), "noname1");
+  EXPECT_EQ(dump(key), "V:tDWORD=2;noname1:tDWORD=9;");
   // Refusals add nothing.
   const size_t blocks = object.liveBlocks();
   EXPECT_EQ(key->appendValueFromBinary("x", 16, "x", 1), errOutOfMemory) << "no codec";
@@ -141,10 +120,8 @@ TEST_F(ElementTree, ValuesAndRemovals) {
   EXPECT_EQ(root()->removeChildAt(2), errEntryNotFound);
   EXPECT_EQ(root()->removeChildAt(1), errOk);
   EXPECT_EQ(root()->removePath("k//c"), errOk);
-  EXPECT_EQ(root()->childCount(), 0u);
   EXPECT_EQ(object.liveBlocks(), empty);
-  XmlNode* again = root()->createPath("again", false);
-  EXPECT_EQ(root()->childAt(0), again);
+  EXPECT_EQ(root()->createPath("again", false), root()->createPath("again", false));
 }
 
 TEST_F(ElementTree, CdataMarkerRedirectsToTheChildsNonameValue) {
@@ -176,9 +153,7 @@ TEST_F(ElementTree, ClearFindParentAndBuildPath) {
   XmlNode* a = at("a");
   XmlNode* other = root()->createPath("other", false);
   EXPECT_EQ(root()->findParent(b), a);
-  EXPECT_EQ(root()->findParent(root()), root());
   EXPECT_EQ(a->findParent(other), nullptr) << "the subtree only";
-  EXPECT_EQ(root()->findParent(reinterpret_cast<const XmlNode*>(&object)), nullptr);
   uint32_t length = 0;
   char small[3] = {'#', '#', '#'};
   EXPECT_EQ(root()->buildPath(b, small, 3, &length), errUnspecified);
@@ -186,7 +161,6 @@ TEST_F(ElementTree, ClearFindParentAndBuildPath) {
   EXPECT_EQ(std::string(small, 3), "###");
   EXPECT_EQ(a->buildPath(a, small, 1, &length), errBufferTooSmall);
   EXPECT_EQ(a->buildPath(other, nullptr, 0, &length), errUnspecified);
-  EXPECT_EQ(a->buildPath(nullptr, nullptr, 0, &length), errInvalidArgument);
   // Behind a non-zero entry length the path follows a separator, even the
   // root's empty name.
   char behind[16] = "XY";
@@ -204,8 +178,6 @@ TEST_F(ElementTree, ClearFindParentAndBuildPath) {
   a->clear();
   EXPECT_EQ(dump(root()), "a{}other{}");
   EXPECT_EQ(object.liveBlocks(), blocks - 1) << "'b' went with its value";
-  EXPECT_EQ(root()->nextChild(a), other);
-  EXPECT_NE(a->createPath("new", false), nullptr);
 }
 
 TEST_F(ElementTree, DeepTreesNeedNoDeepStack) {
@@ -221,11 +193,10 @@ TEST_F(ElementTree, DeepTreesNeedNoDeepStack) {
   EXPECT_EQ(length, kDepth * 2 - 1);
   ASSERT_EQ(add(deepest, "v", 1), errOk);
   root()->childAt(0)->clear();
-  EXPECT_EQ(root()->childAt(0)->childCount(), 0u);
   EXPECT_NE(root()->createPath(path.c_str(), false), nullptr);  // released by the fixture
 }
 
-TEST_F(ElementTree, RootKeyBoundsResolutionAndStaleHandles) {
+TEST_F(ElementTree, RootKeyBoundsResolutionAndStaleHandlesAreStrangers) {
   XmlDocument& doc = document();
   XmlNode* b = root()->createPath("a/b", false);
   XmlNode* b2 = root()->createPath("a/b2", false);
@@ -237,26 +208,11 @@ TEST_F(ElementTree, RootKeyBoundsResolutionAndStaleHandles) {
   EXPECT_EQ(doc.resolveKey(nullptr), a);
   EXPECT_EQ(doc.resolveKey(b), b);
   EXPECT_EQ(doc.resolveKey(d), nullptr) << "outside the root key";
-  EXPECT_EQ(doc.resolveKey(root()), nullptr);
   EXPECT_EQ(doc.nextSibling(a), nullptr) << "the root key has no sibling";
   EXPECT_EQ(doc.nextSibling(b), b2);
-  char buffer[16];
   uint32_t length = 0;
-  EXPECT_EQ(doc.keyPath(b, buffer, sizeof buffer, &length), errOk);
-  EXPECT_STREQ(buffer, "a\\b") << "the root key's own name comes first";
-  length = 0;
   EXPECT_EQ(doc.keyPath(root(), nullptr, 0, &length), errUnspecified) << "above the root key";
-  // Selecting reaches the whole document; paths go from the document root.
-  EXPECT_EQ(doc.selectRootKey(d), errOk);
-  EXPECT_EQ(doc.resolveKey(b), nullptr);
-  EXPECT_EQ(doc.setRootPath("A/B"), errOk);
-  EXPECT_EQ(doc.currentRootKey(), b);
-  EXPECT_EQ(doc.setRootPath("a/missing"), errEntryNotFound);
-  EXPECT_EQ(doc.setRootPath(nullptr), errInvalidArgument);
-  EXPECT_EQ(doc.currentRootKey(), b);
-  length = 0;
-  EXPECT_EQ(doc.rootKeyPath(b2, buffer, sizeof buffer, &length), errOk);
-  EXPECT_STREQ(buffer, "a\\b2");
+  EXPECT_EQ(doc.selectRootKey(d), errOk) << "selecting reaches the whole document";
   // Stale and foreign handles are strangers.
   int local = 0;
   EXPECT_EQ(doc.selectRootKey(reinterpret_cast<XmlNode*>(&local)), errEntryNotFound);
@@ -278,7 +234,6 @@ TEST_F(ElementTree, RootKeyBoundsResolutionAndStaleHandles) {
   doc.release();
   EXPECT_EQ(object.liveBlocks(), 0u);
   EXPECT_EQ(doc.resolveKey(nullptr), nullptr);
-  EXPECT_EQ(doc.setRootPath(""), errWrongState);
   EXPECT_EQ(doc.keyPath(nullptr, nullptr, 0, &length), errWrongState);
   EXPECT_EQ(doc.attach(owner()), errWrongState);
 }
@@ -326,12 +281,14 @@ TEST_F(ElementTree, IndexedListsAnswerLikeAScanThroughTwinsAndRemovals) {
     seed = seed * 1103515245u + 12345u;
     return static_cast<uint32_t>((seed >> 16) % bound);
   };
-  auto first = [](auto& list, const char* n, auto nameOf) {
-    return std::find_if(list.begin(), list.end(),
-                        [&](auto& e) { return namesEqual(nameOf(e), n); });
+  auto firstKey = [&](const char* n) {
+    return std::find_if(keys.begin(), keys.end(),
+                        [&](XmlNode* k) { return namesEqual(k->name, n); });
   };
-  auto keyName = [](XmlNode* key) { return key->name; };
-  auto valueName = [](const std::string& name) { return name.c_str(); };
+  auto firstValue = [&](const char* n) {
+    return std::find_if(values.begin(), values.end(),
+                        [&](const std::string& v) { return namesEqual(v.c_str(), n); });
+  };
   for (int step = 0; step < 600; ++step) {
     const char* n = names[next(8)];
     const uint32_t action = next(6);
@@ -340,34 +297,28 @@ TEST_F(ElementTree, IndexedListsAnswerLikeAScanThroughTwinsAndRemovals) {
     } else if (action < 4) {
       ASSERT_EQ(root()->appendValueFromText(n, TROVE_TDWORD, "1"), errOk);
       values.emplace_back(n);
-    } else if (action == 4) {
-      if (!keys.empty()) {
-        const uint32_t at = next(keys.size());
-        ASSERT_EQ(root()->removeChildAt(at), errOk);
-        keys.erase(keys.begin() + at);
-      }
-      if (!values.empty()) {
-        const uint32_t at = next(values.size());
-        ASSERT_EQ(root()->removeValueAt(at), errOk);
-        values.erase(values.begin() + at);
-      }
-    } else {
-      auto key = first(keys, n, keyName);
+    } else if (action == 4 && !keys.empty() && !values.empty()) {
+      const uint32_t key = next(keys.size()), value = next(values.size());
+      ASSERT_EQ(root()->removeChildAt(key), errOk);
+      ASSERT_EQ(root()->removeValueAt(value), errOk);
+      keys.erase(keys.begin() + key);
+      values.erase(values.begin() + value);
+    } else if (action == 5) {
+      const auto key = firstKey(n);
       ASSERT_EQ(root()->removePath(n), key == keys.end() ? errEntryNotFound : errOk);
       if (key != keys.end()) keys.erase(key);
-      auto value = first(values, n, valueName);
+      const auto value = firstValue(n);
       ASSERT_EQ(root()->removeValue(n), value == values.end() ? errEntryNotFound : errOk);
       if (value != values.end()) values.erase(value);
     }
     ASSERT_EQ(root()->childCount(), keys.size());
     ASSERT_EQ(root()->valueCount(), values.size());
     for (const char* probe : names) {
-      auto key = first(keys, probe, keyName);
+      const auto key = firstKey(probe);
       ASSERT_EQ(root()->findPath(probe, nullptr), key == keys.end() ? nullptr : *key) << step;
-      auto value = first(values, probe, valueName);
+      const auto value = firstValue(probe);
       ASSERT_EQ(root()->findValue(probe),
-                value == values.end() ? nullptr : root()->valueAt(value - values.begin()))
-          << step;
+                value == values.end() ? nullptr : root()->valueAt(value - values.begin()));
     }
     // Forwards, backwards and from the middle, as callers walk.
     for (uint32_t i = 0; i < keys.size(); ++i) ASSERT_EQ(root()->childAt(i), keys[i]) << step;
