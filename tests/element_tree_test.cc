@@ -33,7 +33,6 @@ TEST_F(ElementTree, PathsFindCreateAndFoldCase) {
   EXPECT_EQ(root()->findPath("", &parent), root());
   EXPECT_EQ(root()->findPath("/a", &parent), root());
   EXPECT_EQ(parent, marker) << "an empty path records no parent";
-  EXPECT_EQ(root()->createPath("/a", false), root());
   EXPECT_EQ(root()->createPath(nullptr, false), nullptr);
   // An empty segment stops creation and lookup where it stands.
   XmlNode* a = root()->createPath("a//b", false);
@@ -121,10 +120,6 @@ TEST_F(ElementTree, CdataMarkerRedirectsToTheChildsNonameValue) {
   ASSERT_EQ(child->removeValue("NoName"), errOk);
   ASSERT_EQ(add(child->createPath("noname", false), "noname", 42), errOk);
   EXPECT_EQ(text(key->findValue("x")), "42");
-  // Removal never redirects: it takes the marker away.
-  EXPECT_EQ(key->removeValue("x"), errOk);
-  EXPECT_EQ(key->findValue("x"), nullptr);
-  EXPECT_EQ(child->valueCount(), 2u);
 }
 
 TEST_F(ElementTree, ClearFindParentAndBuildPath) {
@@ -137,7 +132,6 @@ TEST_F(ElementTree, ClearFindParentAndBuildPath) {
   EXPECT_EQ(root()->buildPath(b, small, 3, &length), errUnspecified);
   EXPECT_EQ(length, 0u) << "the length is restored when a branch fails";
   EXPECT_EQ(std::string(small, 3), "###");
-  EXPECT_EQ(a->buildPath(a, small, 1, &length), errBufferTooSmall);
   EXPECT_EQ(a->buildPath(other, nullptr, 0, &length), errUnspecified);
   // Behind a non-zero entry length the path follows a separator, even the
   // root's empty name.
@@ -146,9 +140,6 @@ TEST_F(ElementTree, ClearFindParentAndBuildPath) {
   EXPECT_EQ(root()->buildPath(b, behind, sizeof behind, &length), errOk);
   EXPECT_EQ(length, 7u);
   EXPECT_STREQ(behind, "XY\\\\a\\b");
-  length = 2;
-  EXPECT_EQ(a->buildPath(b, behind, 6, &length), errUnspecified);
-  EXPECT_EQ(length, 2u);
 
   const size_t blocks = object.liveBlocks();
   add(b, "v", 1);
