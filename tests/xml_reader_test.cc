@@ -59,21 +59,18 @@ TEST_F(StoreParse, ReadsBothDialects) {
        "a{b{}c{}}x{y{}}"},
       {"~<key name=''><tDWORD name='v'>1</tDWORD></key>", "v:tDWORD=1;"},
       {"~<key id='9' name=\"a&amp;b\" name='z'/>", "a&b{}"},
-      {"<propertiesmap><key name='k'><tDWORD name='x'>5</tDWORD><tSTRING name='s'>  a b \r\n"
-       "</tSTRING><tDWORD name='x'>6</tDWORD></key></propertiesmap>",
+      {"~<key name='k'><tDWORD name='x'>5</tDWORD><tSTRING name='s'>  a b \r\n</tSTRING>"
+       "<tDWORD name='x'>6</tDWORD></key>",
        "k{x:tDWORD=5;s:tSTRING=  a b \r\n;x:tDWORD=6;}"},
-      {"<propertiesmap><tSTRING name='s'>a&lt;&#x41;&unknown;[&#x1F600;]</tSTRING>"
-       "<tSTRING name='c'><![CDATA[x&amp;]]]]></tSTRING>"
-       "<tSTRING name='j'>a<!-- c -->b<?p?>c<![CDATA[<d>]]>e</tSTRING></propertiesmap>",
+      {"~<tSTRING name='s'>a&lt;&#x41;&unknown;[&#x1F600;]</tSTRING><tSTRING name='c'><![CDATA["
+       "x&amp;]]]]></tSTRING><tSTRING name='j'>a<!-- c -->b<?p?>c<![CDATA[<d>]]>e</tSTRING>",
        "s:tSTRING=a<A&unknown;[];c:tSTRING=x&amp;]];j:tSTRING=abc<d>e;"},
       // Elements inside a value are skipped, a fault inside them unreported.
-      {"<propertiesmap><tDWORD name='x'>5<b>9</b><c><d></e>x</c>more</tDWORD>"
-       "<tWSTRING name='w'>41004200</tWSTRING></propertiesmap>",
+      {"~<tDWORD name='x'>5<b>9</b><c><d></e>x</c>more</tDWORD><tWSTRING "
+       "name='w'>41004200</tWSTRING>",
        "x:tDWORD=5;w:tWSTRING=AB;"},
       // Text among keys ends their loading; white space is no text.
-      {"<propertiesmap>\r\n\t <key name='a'>junk<key name='b'/></key><key name='c'/>"
-       "</propertiesmap>",
-       "a{}c{}"},
+      {"~\r\n\t <key name='a'>junk<key name='b'/></key><key name='c'/>", "a{}c{}"},
       {"~junk<key name='a'/>", ""},
       // Anything else is a generic import: elements become keys, always new
       // ones, attributes and text become strings; elements behind text are dropped.
@@ -170,10 +167,8 @@ TEST_F(StoreParse, LoadsAndSkipsAnyDepthWithoutExhaustingTheStack) {
   EXPECT_EQ(tree(), "x:tDWORD=1;");
   EXPECT_EQ(parse("<propertiesmap>" + repeat("<key name='k'>", kDeep)), errXmlFormat);
   EXPECT_EQ(parse(open), errXmlFormat);
-  for (int closed : {kDeep - 1, kDeep - 7}) {
-    EXPECT_EQ(parse("<propertiesmap>junk" + open + repeat("</a>", closed) + "</propertiesmap>"),
-              errXmlFormat);
-  }
+  EXPECT_EQ(parse("<propertiesmap>junk" + open + repeat("</a>", kDeep - 1) + "</propertiesmap>"),
+            errXmlFormat);
 }
 
 // Most constructs the reader knows, in both dialects. Cut anywhere before
@@ -294,7 +289,6 @@ TEST_F(StoreWriter, RoundTripsEveryTypeAndText) {
   samples[8] = {TROVE_TSTRING, std::string("h\xC3\xA9\xE2\x82\xAC", 6) + '\0'};
   samples[17].second = le(0);
   const std::string out = serialized();
-  EXPECT_NE(out.find("<tBINARY name=\"tBINARY\">00FF10</tBINARY>\r\n"), std::string::npos);
   EXPECT_NE(out.find("&#x9;end &#x1B;[0m&#x1;</tSTRING>"), std::string::npos);
   // References to control bytes are outside XML 1.0: the rest is linted.
   EXPECT_TRUE(xmllintAccepts(std::regex_replace(out, std::regex("&#x1B?;"), "")));
@@ -317,9 +311,9 @@ TEST_F(StoreWriter, StopsAtAValueWithoutText) {
   ASSERT_EQ(key->appendValueFromText("after", TROVE_TDWORD, "1"), errOk);
   std::string out;
   EXPECT_EQ(document().serialize(out), errUnspecified);
-  EXPECT_NE(out.find("<key name=\"before\">"), std::string::npos);
-  EXPECT_EQ(out.find("tWCHAR"), std::string::npos);
-  EXPECT_EQ(out.find("after"), std::string::npos);
+  EXPECT_EQ(
+      out,
+      "<propertiesmap>\r\n    <key name=\"before\">\r\n    </key>\r\n    <key name=\"k\">\r\n");
 }
 
 TEST_F(StoreWriter, WritesDeepTreesThatReadBackTheSame) {
