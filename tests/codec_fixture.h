@@ -74,15 +74,13 @@ class HeapTest : public ::testing::Test {
   static host::HostHeap& heap() { return host::HostHeap::instance(); }
   size_t allocations() const { return heap().stats(object.holder()).allocations; }
 
-  // A codec released at the end of the test.
-  ValueCodec* make(TypeId type) {
+  ValueCodec* make(TypeId type) {  // released at the end of the test
     ValueCodec* codec = createValueCodec(owner(), type);
     if (codec != nullptr) codecs_.push_back(codec);
     return codec;
   }
 
-  // A fresh document on the object (the previous one released).
-  XmlDocument& fresh() {
+  XmlDocument& fresh() {  // the previous document released
     if (document_) document_->release();
     document_.emplace();
     EXPECT_EQ(document_->attach(owner()), errOk);

