@@ -1,6 +1,5 @@
-// Codecs and documents on a bare host object of the accounting heap. Every
-// test ends with that object's heap empty and no block given back through a
-// foreign holder.
+// Codecs and documents on a bare host object of the accounting heap; every
+// test must leave that heap empty and no block freed through a stranger.
 #pragma once
 
 #include <gtest/gtest.h>

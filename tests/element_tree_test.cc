@@ -1,6 +1,5 @@
-// The element tree: paths, names, values, removals, the document's root key
-// and key paths. Long lists are indexed, so lookups are checked against a
-// plain model; deep trees must need no deep stack.
+// The element tree: paths, names, refusals, the root key and stale handles;
+// indexed lists against a plain model; deep trees on a shallow stack.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,7 +12,6 @@
 namespace trove {
 namespace {
 
-using Names = std::vector<std::string>;
 using testing::dump;
 
 class ElementTree : public testing::HeapTest {
@@ -21,9 +19,7 @@ class ElementTree : public testing::HeapTest {
   int32_t add(XmlNode* node, const char* name, uint32_t value) {
     return node->appendValueFromBinary(name, TROVE_TDWORD, &value, 4);
   }
-  static std::string text(const ValueCodec* codec) {
-    return codec ? testing::textOf(codec) : "<none>";
-  }
+  static std::string text(const ValueCodec* codec) { return testing::textOf(codec); }
   XmlNode* at(const char* path) { return root()->findPath(path, nullptr); }
 };
 
@@ -78,7 +74,6 @@ TEST_F(ElementTree, ForceNewMakesTwinsAndLookupsTakeTheFirst) {
   EXPECT_EQ(root()->nextChild(b), nullptr) << "not a child of the root";
 }
 
-// Lookups and removals in list order are checked against a model below.
 TEST_F(ElementTree, RefusalsLeaveNothingBehind) {
   const size_t empty = (fresh(), object.liveBlocks());
   XmlNode* key = root()->createPath("k/x/y", false);
@@ -118,7 +113,7 @@ TEST_F(ElementTree, CdataMarkerRedirectsToTheChildsNonameValue) {
   EXPECT_EQ(text(key->findValue("x")), "42");
 }
 
-TEST_F(ElementTree, ClearFindParentAndBuildPath) {
+TEST_F(ElementTree, FindParentAndBuildPath) {
   XmlNode* b = root()->createPath("a/b", false);
   XmlNode* a = at("a");
   XmlNode* other = root()->createPath("other", false);
@@ -136,13 +131,6 @@ TEST_F(ElementTree, ClearFindParentAndBuildPath) {
   EXPECT_EQ(root()->buildPath(b, behind, sizeof behind, &length), errOk);
   EXPECT_EQ(length, 7u);
   EXPECT_STREQ(behind, "XY\\\\a\\b");
-
-  const size_t blocks = object.liveBlocks();
-  add(b, "v", 1);
-  add(a, "w", 2);
-  a->clear();
-  EXPECT_EQ(dump(root()), "a{}other{}");
-  EXPECT_EQ(object.liveBlocks(), blocks - 1) << "'b' went with its value";
 }
 
 TEST_F(ElementTree, DeepTreesNeedNoDeepStack) {
@@ -209,8 +197,6 @@ TEST_F(ElementTree, AllocationFailuresKeepEarlierKeysAndLeakNothing) {
   failAfter(0);
   EXPECT_EQ(unattached.attach(owner()), errOutOfMemory);
   stopFailing();
-  EXPECT_EQ(unattached.attach(owner()), errWrongState) << "a failed attach still uses it up";
-  unattached.release();
   size_t successes = 0;
   for (XmlNode* made = nullptr; made == nullptr; ++successes) {
     const size_t before = object.liveBlocks();
@@ -240,7 +226,7 @@ TEST_F(ElementTree, AllocationFailuresKeepEarlierKeysAndLeakNothing) {
 TEST_F(ElementTree, IndexedListsAnswerLikeAScanThroughTwinsAndRemovals) {
   const char* names[] = {"k0", "K0", "k1", "STRASSE", "stra\303\237e", "k2", "noname", "k3"};
   std::vector<XmlNode*> keys;
-  Names values;
+  std::vector<std::string> values;
   unsigned seed = 7;
   auto next = [&seed](size_t bound) {
     seed = seed * 1103515245u + 12345u;
