@@ -54,6 +54,7 @@ TEST(CaseFolding, NamesCompareFoldedAndDecodeBadUtf8Leniently) {
   EXPECT_TRUE(namesEqual(nullptr, ""));
   // A counted name ends where its count says, even inside a sequence.
   EXPECT_TRUE(namesEqual("SOFTWARE/Vendor", 8, "software"));
+  EXPECT_EQ(trove::foldedNameHash("SOFTWARE/x", 8), trove::foldedNameHash("software", 8));
   EXPECT_FALSE(namesEqual("SOFTWARE/Vendor", 9, "software"));
   EXPECT_TRUE(namesEqual("\xC3\xA9", 1, fffd));
   EXPECT_TRUE(namesEqual("STRASSE\\x", 7, "stra\303\237e"));

@@ -30,7 +30,7 @@ TEST(ResultCodes, SystemErrorsBecomeTheirCodesAndModuleResultsFoldSome) {
       {0, errOk}, {2, errSysFileNotFound}, {3, errSysPathNotFound}, {5, errAccessDenied},
       {8, errOutOfMemory}, {31, errUnspecified}, {32, errSysSharingViolation},
       {80, errSysAlreadyExists}, {87, errInvalidArgument}, {112, errOutOfSpace},
-      {123, errSysInvalidPathName}, {14001, errSysSxsIncorrect}};
+      {123, errSysInvalidPathName}, {267, errSysPathNotFound}, {14001, errSysSxsIncorrect}};
   // clang-format on
   for (auto [error, code] : rows) {
     EXPECT_EQ(resultFromSystemError(error), code) << error;
