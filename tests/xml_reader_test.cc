@@ -255,7 +255,7 @@ TEST_F(StoreWriter, RoundTripsEveryTypeAndText) {
       {TROVE_TBOOL, le(1, 4)}, {TROVE_TCHAR, "Q"}, {TROVE_TSTRING, std::string(odd) + '\0'},
       {TROVE_TWSTRING, std::string(reinterpret_cast<const char*>(wide.c_str()), 8)},
       {TROVE_TERROR, le(0x80000046, 4)}, {TROVE_TPTR, "\xDE\xAD"}, {TROVE_TINT, le(-5, 4)},
-      {TROVE_TSBYTE, le(-100, 1)}, {TROVE_TSHORT, le(-32000, 2)}, {TROVE_TLONGLONG, le(-9876543210)},
+      {TROVE_TSBYTE, le(-100, 1)}, {TROVE_TSHORT, le(-3200, 2)}, {TROVE_TLONGLONG, le(-9876543210)},
       {TROVE_TDATA, le(132000000000000000)}, {TROVE_TDATETIME, le(132000000000000001)},
       {TROVE_TFUNC_PTR, le(0x1234)}, {TROVE_TDOUBLE, testing::bits(2.5)},
       {TROVE_TBINARY, std::string("\x00\xFF\x10", 3)}, {TROVE_TTYPE_ID, le(54, 4)}};
