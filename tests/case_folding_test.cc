@@ -1,159 +1,102 @@
+// Case folding of names, and the conversions between UTF-8 and UTF-16.
 #include "base/case_folding.h"
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <string>
 #include <vector>
 
-#include "base/case_folding_table.h"
+#include "base/text_conversion.h"
 
 namespace {
 
-using trove::caseFold;
 using trove::namesEqual;
 
-std::vector<uint32_t> fold(uint32_t c) {
-  trove::FoldedCodePoint f = caseFold(c);
-  EXPECT_LE(f.start, 2u);
-  return std::vector<uint32_t>(f.begin(), f.end());
-}
-
-using CodePoints = std::vector<uint32_t>;
-
-TEST(CaseFoldTest, TableHoldsExactlyTheMappingsOfUnicode11) {
-  int byCount[4] = {0, 0, 0, 0};
+// Unicode 11 full folding: mappings by the count of code points they give.
+TEST(CaseFolding, FoldsFullyAsUnicode11) {
+  int changed[4] = {0, 0, 0, 0};  // by the number of code points folded to
   for (uint32_t c = 0; c < 0x110000; ++c) {
-    trove::FoldedCodePoint f = caseFold(c);
-    uint32_t n = f.count();
-    ASSERT_GE(n, 1u);
-    ASSERT_LE(n, 3u);
-    if (n > 1 || f.slots[2] != c) {
-      ++byCount[n];
-    }
+    const trove::FoldedCodePoint f = trove::caseFold(c);
+    ASSERT_TRUE(f.count() >= 1 && f.count() <= 3) << c;
+    if (f.count() > 1 || f.slots[2] != c) ++changed[f.count()];
   }
-  EXPECT_EQ(byCount[1], 1376);
-  EXPECT_EQ(byCount[2], 88);
-  EXPECT_EQ(byCount[3], 16);
-
-  // Every entry sits at the slot its code point hashes to, once.
-  std::set<uint32_t> codePoints;
-  for (std::size_t i = 0; i < trove::case_folding::kEntryCount; ++i) {
-    const auto& entry = trove::case_folding::kEntries[i];
-    codePoints.insert(entry.codePoint);
-    uint32_t slot =
-        trove::case_folding::kHash[entry.codePoint & 0x1FF] ^ ((entry.codePoint >> 8) & 0x1FF);
-    EXPECT_EQ(slot, i);
-    EXPECT_LE(entry.poolIndex + entry.count, trove::case_folding::kPoolSize);
-  }
-  EXPECT_EQ(codePoints.size(), 1480u);
+  EXPECT_EQ(std::vector<int>(changed + 1, changed + 4), (std::vector<int>{1376, 88, 16}));
+  EXPECT_EQ(trove::caseFold(0x7FFFFFFF).slots[2], 0x7FFFFFFFu);  // beyond Unicode: itself
 }
 
-TEST(CaseFoldTest, KnownFoldings) {
-  EXPECT_EQ(fold(0x0041), (CodePoints{0x0061}));
-  EXPECT_EQ(fold(0x0061), (CodePoints{0x0061}));
-  EXPECT_EQ(fold(0x00DF), (CodePoints{0x0073, 0x0073}));
-  EXPECT_EQ(fold(0x1E9E), (CodePoints{0x0073, 0x0073}));  // full, not the simple U+00DF
-  EXPECT_EQ(fold(0x0130), (CodePoints{0x0069, 0x0307}));
-  EXPECT_EQ(fold(0x0149), (CodePoints{0x02BC, 0x006E}));
-  EXPECT_EQ(fold(0xFB03), (CodePoints{0x0066, 0x0066, 0x0069}));
-  EXPECT_EQ(fold(0x0390), (CodePoints{0x03B9, 0x0308, 0x0301}));
-  EXPECT_EQ(fold(0x00B5), (CodePoints{0x03BC}));
-  EXPECT_EQ(fold(0x03A3), (CodePoints{0x03C3}));
-  EXPECT_EQ(fold(0x212A), (CodePoints{0x006B}));
-  EXPECT_EQ(fold(0x0400), (CodePoints{0x0450}));
-  EXPECT_EQ(fold(0x10400), (CodePoints{0x10428}));
-  EXPECT_EQ(fold(0x1E921), (CodePoints{0x1E943}));
-  EXPECT_EQ(fold(0xAB70), (CodePoints{0x13A0}));
-  // Assigned in 11.0: folded.
-  EXPECT_EQ(fold(0x1C90), (CodePoints{0x10D0}));
-  EXPECT_EQ(fold(0xA7B8), (CodePoints{0xA7B9}));
-  EXPECT_EQ(fold(0x16E40), (CodePoints{0x16E60}));
-  // Assigned later: folds to itself.
-  EXPECT_EQ(fold(0xA7C2), (CodePoints{0xA7C2}));
-  EXPECT_EQ(fold(0xA7C0), (CodePoints{0xA7C0}));
-  EXPECT_EQ(fold(0x2C2F), (CodePoints{0x2C2F}));
-  EXPECT_EQ(fold(0x10570), (CodePoints{0x10570}));
-  // Lower case, unassigned and out-of-range code points are left alone.
-  EXPECT_EQ(fold(0x00E9), (CodePoints{0x00E9}));
-  EXPECT_EQ(fold(0xFFFD), (CodePoints{0xFFFD}));
-  EXPECT_EQ(fold(0x10FFFF), (CodePoints{0x10FFFF}));
-  EXPECT_EQ(fold(0x7FFFFFFF), (CodePoints{0x7FFFFFFF}));
-}
-
-TEST(NamesEqualTest, FoldsCase) {
-  EXPECT_TRUE(namesEqual("", ""));
-  EXPECT_TRUE(namesEqual("Software", "SOFTWARE"));
-  EXPECT_TRUE(namesEqual("STRASSE",
-                         "stra\xC3\x9F"
-                         "e"));
-  EXPECT_TRUE(
-      namesEqual("stra\xC3\x9F"
-                 "e",
-                 "STRASSE"));
-  EXPECT_TRUE(namesEqual("\xE1\xBA\x9E", "ss"));   // U+1E9E
-  EXPECT_TRUE(namesEqual("\xEF\xAC\x83", "FFI"));  // U+FB03
-  EXPECT_TRUE(
-      namesEqual("\xE2\x84\xAA"
-                 "elvin",
-                 "kelvin"));                                        // Kelvin sign
-  EXPECT_TRUE(namesEqual("\xC4\xB0", "i\xCC\x87"));                 // U+0130 and i + U+0307
-  EXPECT_TRUE(namesEqual("\xF0\x90\x90\x80", "\xF0\x90\x90\xA8"));  // Deseret
-  EXPECT_TRUE(namesEqual("\xCE\xA3", "\xCF\x82"));                  // capital sigma, final sigma
-
-  EXPECT_FALSE(namesEqual("abc", "abcd"));
-  EXPECT_FALSE(namesEqual("abcd", "abc"));
-  EXPECT_FALSE(namesEqual("a", ""));
-  EXPECT_FALSE(namesEqual("\xC3\x9F", "s"));
-  EXPECT_FALSE(namesEqual("\xC3\x9F", "sss"));
-  EXPECT_FALSE(namesEqual("\xC4\xB0", "i"));
-  EXPECT_FALSE(namesEqual("e", "\xC3\xA9"));
-  EXPECT_FALSE(namesEqual("\xEA\x9F\x82", "\xEA\x9F\x83"));  // U+A7C2 is newer than 11.0
+TEST(CaseFolding, NamesCompareFoldedAndDecodeBadUtf8Leniently) {
+  const char* const fffd = "\xEF\xBF\xBD";
+  const struct {
+    const char* a;
+    const char* b;
+    bool equal;
+  } cases[] = {// clang-format off
+      {"", "", true}, {"Software", "SOFTWARE", true}, {"stra\303\237e", "STRASSE", true},
+      {"\xE1\xBA\x9E", "ss", true}, {"\xEF\xAC\x83", "FFI", true},
+      {"\342\204\252elvin", "kelvin", true}, {"\xC4\xB0", "i\xCC\x87", true},
+      {"\xF0\x90\x90\x80", "\xF0\x90\x90\xA8", true}, {"\xCE\xA3", "\xCF\x82", true},
+      {"abc", "abcd", false}, {"\xC3\x9F", "s", false},
+      {"\xC3\x9F", "sss", false}, {"\xC4\xB0", "i", false}, {"e", "\xC3\xA9", false},
+      {"\xEA\x9F\x82", "\xEA\x9F\x83", false},  // U+A7C2 is newer than 11.0
+      {"\xE1\xB2\x90", "\xE1\x83\x90", true},  // U+1C90 is in 11.0
+      // Bad leads, cut sequences and bad continuations: one U+FFFD each.
+      {"\x80", fffd, true}, {"\xFF", fffd, true}, {"\xF8\x80", "\xEF\xBF\xBD\xEF\xBF\xBD", true},
+      {"a\xE2\x82", "A\xEF\xBF\xBD", true}, {"a\xE2\x82", "A\xEF\xBF\xBD\xEF\xBF\xBD", false},
+      {"\xF0\x9F\x98", fffd, true}, {"\xC3\x41", fffd, true}, {"\xC3\x41", "\357\277\275A", false},
+      {"\xE2\x01\x82", "\xE2\x81\x82", true},  // only the continuations ORed are checked
+      {"\xC1\x81", "a", true}, {"\xE0\x81\x81", "A", true},  // overlong forms as they come
+      {"\xED\xA0\x80", "\xED\xA0\x80", true}, {"\xED\xA0\x80", fffd, false}};
+  // clang-format on
+  for (const auto& c : cases) {
+    EXPECT_EQ(namesEqual(c.a, c.b), c.equal) << c.a << " / " << c.b;
+    EXPECT_EQ(namesEqual(c.b, c.a), c.equal) << c.b << " / " << c.a;
+  }
   EXPECT_TRUE(namesEqual(nullptr, ""));
+  // A counted name ends where its count says, even inside a sequence.
+  EXPECT_TRUE(namesEqual("SOFTWARE/Vendor", 8, "software"));
+  EXPECT_EQ(trove::foldedNameHash("SOFTWARE/x", 8), trove::foldedNameHash("software", 8));
+  EXPECT_FALSE(namesEqual("SOFTWARE/Vendor", 9, "software"));
+  EXPECT_TRUE(namesEqual("\xC3\xA9", 1, fffd));
+  EXPECT_TRUE(namesEqual("STRASSE\\x", 7, "stra\303\237e"));
 }
 
-TEST(NamesEqualTest, DecodesMalformedUtf8Leniently) {
-  const char* replacement = "\xEF\xBF\xBD";
-  // Bad lead bytes: one U+FFFD each.
-  EXPECT_TRUE(namesEqual("\x80", replacement));
-  EXPECT_TRUE(namesEqual("\xFF", replacement));
-  EXPECT_TRUE(namesEqual("\xF8\x80", "\xEF\xBF\xBD\xEF\xBF\xBD"));
-  // A sequence cut by the end: one U+FFFD, and the end stays the end.
-  EXPECT_TRUE(namesEqual("a\xC3", "A\xEF\xBF\xBD"));
-  EXPECT_TRUE(namesEqual("a\xE2\x82", "A\xEF\xBF\xBD"));
-  EXPECT_TRUE(namesEqual("\xF0\x9F\x98", replacement));
-  EXPECT_FALSE(namesEqual("a\xE2\x82", "A\xEF\xBF\xBD\xEF\xBF\xBD"));
-  // Bad continuation bytes: the sequence is consumed and gives U+FFFD.
-  EXPECT_TRUE(namesEqual("\xC3\x41", replacement));
-  EXPECT_FALSE(namesEqual("\xC3\x41",
-                          "\xEF\xBF\xBD"
-                          "A"));
-  EXPECT_TRUE(
-      namesEqual("\xE2\xC2\x82"
-                 "b",
-                 "\xEF\xBF\xBD"
-                 "B"));
-  // Only the continuation bytes ORed together are checked.
-  EXPECT_TRUE(namesEqual("\xE2\x01\x82", "\xE2\x81\x82"));
-  // Overlong forms and surrogates are taken as they come.
-  EXPECT_TRUE(namesEqual("\xC1\x81", "a"));
-  EXPECT_TRUE(namesEqual("\xE0\x81\x81", "A"));
-  EXPECT_TRUE(namesEqual("\xED\xA0\x80", "\xED\xA0\x80"));
-  EXPECT_FALSE(namesEqual("\xED\xA0\x80", replacement));
+TEST(TextConversion, Utf8ToUtf16KeepsThePlaneAndMarksTheRest) {
+  // clang-format off
+  const std::pair<std::string, std::u16string> cases[] = {
+      {"", u""}, {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
+      {"x\xD0\x96y\xE2\x82\xACz", u"x\u0416y\u20ACz"},
+      {"a\xF0\x9F\x98\x80z", u"a????z"},  // four-byte sequences: each byte alone
+      {"\x80\xF8\xFF", u"???"},  // a stray continuation, leads 0xF8-0xFF
+      {"\xC3", u"\u00FF"}, {"ab\xC0", u"ab?"},  // a cut two-byte lead: ones fill the rest
+      {"A\xE2\x82", u"A?"},  // a cut three-byte sequence ends the decoding
+      {"\xC3\x41", u"\u00C1"}, {"\xE2\x02\xC3", u"\u2083"}};  // continuations unchecked
+  // clang-format on
+  for (const auto& [bytes, units] : cases) {
+    std::u16string out(bytes.size() + 1, u'#');
+    const size_t n = trove::utf8ToUtf16(bytes.data(), bytes.size(), out.data());
+    EXPECT_EQ(out.substr(0, n + 1), units + u'#') << "wrote beyond what it reported: " << bytes;
+  }
 }
 
-TEST(NamesEqualTest, ComparesACountedSegmentInPlace) {
-  const char* path = "SOFTWARE/Vendor";
-  EXPECT_TRUE(namesEqual(path, 8, "software"));
-  EXPECT_FALSE(namesEqual(path, 8, "softwar"));
-  EXPECT_FALSE(namesEqual(path, 9, "software"));
-  EXPECT_TRUE(namesEqual(path + 9, 6, "VENDOR"));
-  EXPECT_TRUE(namesEqual(path, 0, ""));
-  EXPECT_FALSE(namesEqual(path, 0, "s"));
-  // The count ends a sequence even where the bytes go on.
-  EXPECT_TRUE(namesEqual("\xC3\xA9", 1, "\xEF\xBF\xBD"));
-  EXPECT_TRUE(namesEqual("STRASSE\\x", 7,
-                         "stra\xC3\x9F"
-                         "e"));
+TEST(TextConversion, Utf16ToUtf8PathPairsSurrogatesAndRefusesTheUnpaired) {
+  // clang-format off
+  const std::pair<std::u16string, std::string> good[] = {
+      {u"", ""}, {u"/tmp/a\\b.xml", "/tmp/a\\b.xml"},
+      {u"\u00E9\u07FF\u0800\uFFFF", "\xC3\xA9\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"},
+      {u"a\xD83D\xDE00z", "a\xF0\x9F\x98\x80z"}, {u"\xDBFF\xDFFF", "\xF4\x8F\xBF\xBF"}};
+  // clang-format on
+  for (const auto& [text, path] : good) {
+    std::string out = "stale";
+    EXPECT_TRUE(trove::utf16ToUtf8Path(text.data(), text.size(), out)) << path;
+    EXPECT_EQ(out, path);
+  }
+  for (const std::u16string& bad :
+       {std::u16string(u"a\xD83D"), std::u16string(u"\xDE00"),
+        std::u16string(u"\xD83D\xD83D\xDE00"), std::u16string(u"a\0b", 3)}) {
+    std::string out = "untouched";
+    EXPECT_FALSE(trove::utf16ToUtf8Path(bad.data(), bad.size(), out));
+    EXPECT_EQ(out, "untouched");
+  }
 }
 
 }  // namespace
