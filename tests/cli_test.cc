@@ -256,6 +256,10 @@ TEST_F(CliTest, DeleteMoveAndCopyChangeOnlyWhatTheyName) {
             "    Title  tSTRING  Main window\n    Note   tSTRING\n");
   ASSERT_EQ(trove({"delete", "moved", "-r"}).status, 0);
   EXPECT_EQ(trove({"ls"}).out, "Settings/\nBig\n");
+  // Below another key that exists is no move below itself.
+  ASSERT_EQ(trove({"set", "Other", "v", "tDWORD", "1"}).status, 0);
+  ASSERT_EQ(trove({"mv", "Settings", "other/Settings"}).status, 0);
+  EXPECT_EQ(trove({"ls", "Other"}).out, "Settings/\nv\n");
 
   writeSample();
   ASSERT_EQ(trove({"copy", "Settings/Window", "--to", "other.xml"}).status, 0);
@@ -385,7 +389,9 @@ TEST_F(CliTest, EditBackupModeAndTrace) {
   const std::string kept = broken.err.substr(7, broken.err.find(':', 7) - 7);
   EXPECT_TRUE(has(readFile(kept), "<x>")) << kept;
   fs::remove(kept);
-  EXPECT_EQ(trove({"edit"}, "", {"EDITOR=false"}).status, 3);
+  const Outcome failed = trove({"edit"}, "", {"EDITOR=false"});
+  EXPECT_EQ(failed.status, 3);
+  EXPECT_FALSE(has(failed.err, "kept")) << "an unchanged text is not kept: " << failed.err;
   EXPECT_EQ(readFile(store()), before);
 
   writeSample("data.xml");

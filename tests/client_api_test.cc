@@ -117,7 +117,10 @@ TEST(ClientApi, StrictTextsRefuseWhatTheStoreRulesBend) {
            {TROVE_TCHAR, "xy", nullptr},
            {TROVE_TBINARY, "00ff", "00FF"},
            {TROVE_TBINARY, "0g", nullptr},
-           {TROVE_TWSTRING, "\xff", nullptr}}) {
+           {TROVE_TWSTRING, "\xff", nullptr},
+           {TROVE_TWSTRING, "\xf0\x90\x80\x80",
+            "\xed\xa0\x80\xed\xb0\x80"},  // U+10000: a pair, each half its own text
+           {TROVE_TWSTRING, "\xf0\x8f\xbf\xbf", nullptr}}) {  // overlong
     SCOPED_TRACE(std::string(trove::typeName(c.type)) + " " + c.text);
     if (key.has("v")) key.remove("v");
     if (c.stored) {

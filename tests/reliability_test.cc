@@ -152,6 +152,15 @@ TEST_F(ReliabilityTest, AStoreMissingAfterAnInterruptedSaveIsRestored) {
   EXPECT_EQ(trove({"--store", "e.xml", "check", "--repair"}).out,
             file("e.xml") + ": 0 keys, 0 values\n");
   EXPECT_EQ(readFile(file("e.xml")), "");
+  // Nor over a damaged one, nor when the caller asked for no recovery.
+  writeFile(file("d.xml"), "<propertiesmap><key");
+  writeFile(file("d.xml.bak2"), withValue(8));
+  EXPECT_THROW(trove::Store::openFile(file("d.xml"), {.readOnly = true}), trove::Error);
+  EXPECT_EQ(readFile(file("d.xml")), "<propertiesmap><key");
+  std::filesystem::remove(file("d.xml"));
+  EXPECT_THROW(trove::Store::openFile(file("d.xml"), {.readOnly = true, .recover = false}),
+               trove::Error);
+  EXPECT_FALSE(fileExists(file("d.xml")));
 }
 
 TEST_F(ReliabilityTest, SavesKeepModeOwnerAndLinksAndRefuseWhatIsNoFile) {
