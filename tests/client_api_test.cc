@@ -9,6 +9,7 @@
 
 #include "store_files.h"
 #include "trove/client.h"
+#include "trove/host/object.h"
 #include "trove/host/trace.h"
 
 namespace {
@@ -171,6 +172,13 @@ TEST(ClientApi, SavesOpenFailuresAndReadOnlyStores) {
   store.key("a").set<uint32_t>("n", 2);
   store.close();  // saveOnClose is off: the change is dropped
   EXPECT_EQ(trove::Store::openFile(path, {.rootPoint = "a"}).root().get<uint32_t>("n"), 1u);
+  {  // A change made through the object itself is saved too.
+    auto raw = trove::Store::openFile(path);
+    const uint32_t three = 3;
+    raw.object().call<TroveSetValue>(TROVE_SLOT_SET_VALUE, raw.key("a").handle(), "n",
+                                     uint32_t{TROVE_TDWORD}, &three, 4u, 0u);
+  }
+  EXPECT_EQ(trove::Store::openFile(path).key("a").get<uint32_t>("n"), 3u);
 
   errorOf([] { trove::Store::openFile(""); }, errInvalidArgument);
   EXPECT_TRUE(has(errorOf([&] { trove::Store::openFile(dir.file("no/s.xml")); }, errFileNotFound),
