@@ -20,11 +20,6 @@ using store_test::writeFile;
 namespace fs = std::filesystem;
 using Args = std::vector<std::string>;
 
-bool programAvailable(const std::string& program) {
-  store_test::ScratchDirectory scratch;
-  return runProgram(program, {"--version"}, scratch).status == 0;
-}
-
 bool has(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
@@ -118,7 +113,6 @@ TEST_F(CliTest, CommandsExitStatusesAndOutputs) {
       {"get|Settings|Missing", 1, "trove: " + store() + ": get Settings/Missing: "},
       {"get|Nowhere|Width", 1, notFound},
       {"tree|Nowhere", 1, notFound},
-      {"ls|Nowhere", 1, notFound},
       {"delete|Settings/Nowhere", 1, notFound},
       {"delete|Settings|Missing", 1, "delete Settings/Missing: "},
       {"delete|Settings/Window/Deeper/Still", 1, "no key \"Deeper\" in Settings/Window"},
@@ -150,7 +144,6 @@ TEST_F(CliTest, CommandsExitStatusesAndOutputs) {
       {"set|a|b|tBOOL|yes", 2, "is not a tBOOL value"},
       {"set|a|b|tOBJECT|1", 2, "holds no values"},
       {"set|Settings/Window|Width|tDWORD|12abc", 2, "expected a whole number from 0 to 4294967295"},
-      {"set|Settings/Window|Width|tDWORD|10e3", 2, "is not a tDWORD value"},
       {"set|Settings/Window|Width|tDWORD|99999999999", 2, "is not a tDWORD value"},
       {"set|Settings/Window|Width|tDWORD|--|-1", 2, "is not a tDWORD value"},
       {"set|Settings/Window|Width|tSTRING|w", 2, "stored as tDWORD, not tSTRING"},
@@ -170,7 +163,6 @@ TEST_F(CliTest, CommandsExitStatusesAndOutputs) {
       {"--read-only|delete|Settings|Key", 3, "(0x800000c1)"},
       {"--store|damaged.xml|check", 3, damaged},
       {"--store|damaged.xml|set|a|x|tDWORD|5", 3, damaged},
-      {"--store|damaged.xml|delete|a", 3, damaged},
       {"--store|t.xml|import|damaged.xml", 3, damaged},
       {"--store|-|check", 3, "trove: (standard input): check: line 3, column 3: ",
        "<propertiesmap>\n  <key name=\"a\">\n</propertiesmap>"},
@@ -317,7 +309,7 @@ TEST_F(CliTest, ExportAndImportAreInversesInXmlAndJson) {
   const std::string json = trove({"export", "--json"}).out;
   EXPECT_TRUE(has(json, "\"type\": \"tDOUBLE\"")) << json;
   writeFile(file("store.json"), json);
-  if (programAvailable("python3")) {
+  if (runProgram("python3", {"--version"}, dir_).status == 0) {
     EXPECT_EQ(runProgram("python3", {"-m", "json.tool", "store.json"}, dir_).status, 0) << json;
   }
   const Outcome fresh = trove({"--store", "j.xml", "import", "--json", "store.json"});

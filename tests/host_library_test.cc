@@ -150,32 +150,28 @@ TEST(HostModules, SearchLooksBesideTheProgramThenThroughTheVariable) {
   const std::string restore = saved ? saved : "";
   const std::string moduleDir = fs::path(TROVE_MODULE_PATH).parent_path().string();
   const fs::path programDir = fs::read_symlink("/proc/self/exe").parent_path();
-  const std::string beside = (programDir / "libtrove_registry.so").string();
+  const std::string beside = (programDir / "libtrove_registry.so").string(),
+                    inTrove = (programDir / "trove/libtrove_registry.so").string(),
+                    inLib = (programDir.parent_path() / "lib/trove/libtrove_registry.so").string();
   ScratchDirectory decoy;
   store_test::writeFile(decoy.file("libtrove_registry.so"), "");
 
   ::unsetenv("TROVE_MODULE_PATH");
   const std::string missing = Host().loadModule().status().message();
-  EXPECT_TRUE(has(missing, "cannot find the trove module"));
-  EXPECT_TRUE(has(missing, beside)) << missing;
-  EXPECT_TRUE(has(missing, "TROVE_MODULE_PATH is not set")) << missing;
+  EXPECT_TRUE(has(missing, "cannot find the trove module libtrove_registry.so; looked at " +
+                               beside + ", " + inTrove + ", " + inLib +
+                               "; TROVE_MODULE_PATH is not set"))
+      << missing;
 
   ::setenv("TROVE_MODULE_PATH", ("/none::" + moduleDir + ":" + decoy.path().string()).c_str(), 1);
   trove::host::ModuleSearch search = trove::host::findModule();
   EXPECT_EQ(search.found, moduleDir + "/libtrove_registry.so");
   EXPECT_EQ(search.tried,
-            (std::vector<std::string>{
-                beside, (programDir / "trove/libtrove_registry.so").string(),
-                (programDir.parent_path() / "lib/trove/libtrove_registry.so").string(), "/none",
-                search.found}));
+            (std::vector<std::string>{beside, inTrove, inLib, "/none", search.found}));
   Host host;
   EXPECT_EQ(host.loadModule().path(), search.found);
   EXPECT_NE(host.findInterface(TROVE_IID_REGISTRY), nullptr);
-  if (saved) {
-    ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1);
-  } else {
-    ::unsetenv("TROVE_MODULE_PATH");
-  }
+  saved ? ::setenv("TROVE_MODULE_PATH", restore.c_str(), 1) : ::unsetenv("TROVE_MODULE_PATH");
 }
 
 // Objects keep the module loaded, and outlive the host that made them.
@@ -310,7 +306,6 @@ TEST(StringObject, AssignTakesUtf16UpToTheFirstNul) {
 
 TEST(TraceFormat, ConversionsTakeTheirArgumentsAtTheirOwnSizes) {
   const char16_t unpaired[] = {0xDC00, 0xD800, 0xE000, 0};
-  const std::string longText(1000, 'k');
   const std::pair<std::string, std::string> cases[] = {
       // 64-bit conversions consume 64-bit arguments; the %d after shows the step.
       {formatTrace("%ld|%d|%lx|%lu|%.08lX", int64_t{-1}, 42, uint64_t{0x1234567890},
@@ -342,7 +337,6 @@ TEST(TraceFormat, ConversionsTakeTheirArgumentsAtTheirOwnSizes) {
       // An unknown conversion is copied and consumes nothing.
       {formatTrace("100%% %q %n%d cut %-5", 6), "100% %q %n6 cut %-5"},
       {formatTrace(nullptr), ""},
-      {formatTrace("<%s>", longText.c_str()), "<" + longText + ">"},
       {formatTrace("%300d", 1), std::string(299, ' ') + "1"},
   };
   for (const auto& [formatted, expected] : cases) EXPECT_EQ(formatted, expected);
@@ -350,13 +344,6 @@ TEST(TraceFormat, ConversionsTakeTheirArgumentsAtTheirOwnSizes) {
   EXPECT_EQ(Status(errInvalidArgument, "cannot open x").message(),
             "cannot open x [0x80000046 (Invalid argument)]");
   EXPECT_TRUE(Status(errKeyCreated)) << "success codes other than 0 are success";
-}
-
-TEST(TraceFormat, StderrSinkKeepsTheSeriousLines) {
-  trove::host::StderrTraceSink sink;
-  testing::internal::CaptureStderr();
-  for (uint32_t level : {200u, 300u, 350u, 400u, 600u}) sink.write({level, "x", nullptr});
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "trace 200: x\ntrace 300: x\ntrace 350: x\n");
 }
 
 }  // namespace

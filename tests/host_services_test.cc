@@ -2,9 +2,6 @@
 // it, run in this process against the host.
 #include <gtest/gtest.h>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -67,7 +64,7 @@ TEST(HostServices, ObjectHeapAllocatesReallocatesAndFrees) {
 }
 
 // Misuse is recorded, never followed: a block freed through another holder
-// (freed all the same), freed twice, never given, or at a page start.
+// (freed all the same), freed twice, or never given.
 TEST(HostServices, HeapRecordsMisuse) {
   HeapObject a, b;
   HostHeap& heap = HostHeap::instance();
@@ -90,19 +87,8 @@ TEST(HostServices, HeapRecordsMisuse) {
   ASSERT_EQ(trove::hostRealloc(b.get(), &moved, block, 8), errOk);
   EXPECT_EQ(heap.violationCount(), 4u);
   trove::hostFree(b.get(), moved);
-
-  const size_t page = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
-  void* area =
-      ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(area, MAP_FAILED);
-  ASSERT_EQ(::mprotect(area, page, PROT_NONE), 0);
-  void* foreign = static_cast<char*>(area) + page;  // nothing readable in front of it
-  EXPECT_EQ(heap.blockSize(foreign), 0u);
-  EXPECT_EQ(heap.release(a.holder(), foreign), errInvalidArgument);
-  EXPECT_EQ(heap.reallocate(a.holder(), &moved, foreign, 8), errInvalidArgument);
-  EXPECT_EQ(heap.violationCount(), 6u);
+  EXPECT_EQ(heap.violationCount(), 4u);
   heap.clearViolations();
-  ::munmap(area, 2 * page);
 }
 
 TEST(HostServices, ConcurrentHoldersKeepExactCounts) {

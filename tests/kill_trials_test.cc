@@ -18,7 +18,7 @@
 #include <thread>
 #include <vector>
 
-#include "store_files.h"
+#include "run_program.h"
 
 namespace {
 
@@ -63,19 +63,6 @@ int finish(std::pair<pid_t, int> child) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-// Runs `trove get App V`; returns its exit status and standard output.
-std::pair<int, std::string> get(const ScratchDirectory& dir) {
-  const std::string command =
-      "cd '" + dir.path().string() + "' && " + TROVE_CLI_PATH + " get App V";
-  FILE* out = popen(command.c_str(), "r");
-  std::string text;
-  char chunk[256];
-  for (size_t n; (n = fread(chunk, 1, sizeof chunk, out)) > 0;) text.append(chunk, n);
-  const int status = pclose(out);
-  if (!text.empty() && text.back() == '\n') text.pop_back();
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
-}
-
 TEST(KillTrialsTest, AKilledSaveLeavesTheOldOrTheNewValue) {
   const char* env = std::getenv("TROVE_KILL_TRIALS");
   const int trials = env != nullptr ? std::max(1, std::atoi(env)) : 100;
@@ -97,7 +84,7 @@ TEST(KillTrialsTest, AKilledSaveLeavesTheOldOrTheNewValue) {
   const unsigned seed = std::random_device{}();
   std::mt19937 random(seed);
   std::uniform_int_distribution<long> delay(0, window);
-  std::string old = "5";
+  std::string old = "5\n";
   int killedInSave = 0;
   for (int trial = 0; trial < trials; ++trial) {
     const uint32_t value = 100 + static_cast<uint32_t>(trial);
@@ -107,13 +94,14 @@ TEST(KillTrialsTest, AKilledSaveLeavesTheOldOrTheNewValue) {
     std::this_thread::sleep_for(std::chrono::microseconds(delay(random)));
     kill(child.first, SIGKILL);
     killedInSave += finish(child) == -SIGKILL && saving;
-    const auto [status, text] = get(dir);
-    const std::string now = std::to_string(value);
-    ASSERT_EQ(status, 0) << "trial " << trial << " (seed " << seed << "): get failed after a kill";
-    ASSERT_TRUE(text == old || text == now)
-        << "trial " << trial << " (seed " << seed << "): " << text << ", expected " << old << " or "
-        << now;
-    old = text;
+    const store_test::Outcome got =
+        store_test::runProgram(TROVE_CLI_PATH, {"get", "App", "V"}, dir);
+    const std::string now = std::to_string(value) + "\n";
+    ASSERT_EQ(got.status, 0) << "trial " << trial << " (seed " << seed << "): " << got.err;
+    ASSERT_TRUE(got.out == old || got.out == now)
+        << "trial " << trial << " (seed " << seed << "): " << got.out << ", expected " << old
+        << " or " << now;
+    old = got.out;
   }
   // How many kills hit a running save depends on the machine's load; it is
   // reported, not asserted.

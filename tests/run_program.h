@@ -52,7 +52,6 @@ inline RunningProgram startProgram(const std::string& program, const std::vector
   return run;
 }
 
-// Waits for the program and collects what it printed.
 inline Outcome finishProgram(const RunningProgram& run) {
   Outcome outcome;
   int status = 0;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <mutex>
@@ -118,15 +119,15 @@ TEST(RwLockCreation, WithoutBothSemaphoresThereIsNoLockAndNothingLeaks) {
   platform::InstalledPlatform installed(fault);
   RwLock lock;
   for (uint32_t skip : {0u, 1u}) {  // the reader's semaphore fails, then the writer's
-    fault.failNext(Op::CreateSemaphore, platform::kNotEnoughMemory, 1, skip);
+    fault.inject({Op::CreateSemaphore, platform::kNotEnoughMemory, 1, skip});
     lock.create();
     EXPECT_FALSE(lock.exists());
     LockGuard guard(lock, 1, LockGuard::Exclusive);
     LockGuard second(lock, 1, LockGuard::Exclusive);  // would wait if the first took it
     EXPECT_EQ(second.result(), errOk);
   }
-  EXPECT_EQ(fault.count(Op::CreateSemaphore), 3u);
-  EXPECT_EQ(fault.count(Op::DestroySemaphore), 1u);
+  EXPECT_EQ(std::ranges::count(fault.calls(), Op::CreateSemaphore, &platform::Call::op), 3);
+  EXPECT_EQ(std::ranges::count(fault.calls(), Op::DestroySemaphore, &platform::Call::op), 1);
 }
 
 TEST(RwLockCreation, AFailedWaitIsReportedAndTheGuardReleasesNothing) {
@@ -135,9 +136,9 @@ TEST(RwLockCreation, AFailedWaitIsReportedAndTheGuardReleasesNothing) {
   RwLock lock;
   lock.create();
   ASSERT_EQ(lock.acquireExclusive(), errOk);
-  fault.failNext(Op::WaitSemaphore, platform::kGeneralFailure);
+  fault.inject({Op::WaitSemaphore, platform::kGeneralFailure});
   EXPECT_EQ(lock.acquireShared(), errUnspecified);
-  fault.failNext(Op::WaitSemaphore, platform::kInvalidParameter);
+  fault.inject({Op::WaitSemaphore, platform::kInvalidParameter});
   {
     LockGuard guard(lock, 1, LockGuard::Exclusive);
     EXPECT_EQ(guard.result(), errInvalidArgument);

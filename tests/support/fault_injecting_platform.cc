@@ -10,18 +10,6 @@ void FaultInjectingPlatform::inject(Fault fault) {
   faults_.push_back(Armed{std::move(fault)});
 }
 
-size_t FaultInjectingPlatform::count(Op op) const {
-  std::lock_guard lock(mutex_);
-  return std::count_if(calls_.begin(), calls_.end(), [op](const Call& c) { return c.op == op; });
-}
-
-uint64_t FaultInjectingPlatform::sleptMilliseconds() const {
-  std::lock_guard lock(mutex_);
-  uint64_t total = 0;
-  for (const Call& call : calls_) total += call.op == Op::Sleep ? call.amount : 0;
-  return total;
-}
-
 std::optional<Fault> FaultInjectingPlatform::take(Call call, bool changesDisk) {
   std::lock_guard lock(mutex_);
   calls_.push_back(call);

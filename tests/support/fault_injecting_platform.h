@@ -24,7 +24,6 @@ enum class Op {
   CopyNoReplace,
   RemoveFile,
   MakeDirectory,
-  CurrentDirectory,
   Sleep,
   CreateSemaphore,
   DestroySemaphore,
@@ -56,12 +55,6 @@ class FaultInjectingPlatform : public Platform {
   explicit FaultInjectingPlatform(Platform& forwardTo = posix()) : next_(forwardTo) {}
 
   void inject(Fault fault);
-  void failNext(Op op, WinError error, uint32_t times = 1, uint32_t skip = 0) {
-    inject(Fault{op, error, times, skip, {}, {}});
-  }
-  void failOnPath(Op op, const std::string& pathPart, WinError error) {
-    inject(Fault{op, error, 1, 0, pathPart, {}});
-  }
   // The machine stops at disk-changing call number `step` (from 0): a write
   // there is torn, any other such call does not happen, and no later one
   // does. Creating a file, writing, flushing, moving, copying, removing and
@@ -84,8 +77,6 @@ class FaultInjectingPlatform : public Platform {
     std::lock_guard lock(mutex_);
     return calls_;
   }
-  size_t count(Op op) const;
-  uint64_t sleptMilliseconds() const;  // requested sleeps; none is real
   void clearCalls() {
     std::lock_guard lock(mutex_);
     calls_.clear();
@@ -114,9 +105,7 @@ class FaultInjectingPlatform : public Platform {
   WinError makeDirectory(const std::string& path) override {
     return pass({Op::MakeDirectory, path, 0}, true, [&] { return next_.makeDirectory(path); });
   }
-  WinError currentDirectory(std::string* out) override {
-    return pass({Op::CurrentDirectory, {}, 0}, false, [&] { return next_.currentDirectory(out); });
-  }
+  WinError currentDirectory(std::string* out) override { return next_.currentDirectory(out); }
   uint32_t currentThreadId() override;
   void sleepMilliseconds(uint32_t milliseconds) override {
     take({Op::Sleep, {}, milliseconds}, false);
