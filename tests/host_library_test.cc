@@ -346,4 +346,32 @@ TEST(TraceFormat, ConversionsTakeTheirArgumentsAtTheirOwnSizes) {
   EXPECT_TRUE(Status(errKeyCreated)) << "success codes other than 0 are success";
 }
 
+// The root answers a lookup only for the exact numbers of a function it
+// provides, and leaves the cell alone otherwise.
+TEST(HostRoot, ResolvesOnlyTheFunctionsItProvides) {
+  struct Numbers {
+    uint32_t first, function, second;
+  };
+  const Numbers trace{TROVE_HOST_TRACE_FIRST, TROVE_HOST_TRACE_FUNCTION, TROVE_HOST_TRACE_SECOND};
+  const Numbers assign{TROVE_HOST_STRING_ASSIGN_FIRST, TROVE_HOST_STRING_ASSIGN_FUNCTION,
+                       TROVE_HOST_STRING_ASSIGN_SECOND};
+  for (const auto& [withTrace, withAssign] :
+       {std::pair{true, true}, {false, true}, {true, false}}) {
+    Host host({.root = {.provideTrace = withTrace, .provideStringAssign = withAssign}});
+    auto resolve = reinterpret_cast<TroveResolveHostFunction>(
+        (*static_cast<void***>(host.root()))[TROVE_ROOT_SLOT_RESOLVE_FUNCTION]);
+    auto found = [&](Numbers n) {
+      void* cell = nullptr;
+      const int32_t result = resolve(host.root(), &cell, n.first, n.function, n.second);
+      EXPECT_EQ(result == errOk, cell != nullptr) << result;
+      return cell != nullptr;
+    };
+    EXPECT_EQ(found(trace), withTrace);
+    EXPECT_EQ(found(assign), withAssign);
+    EXPECT_FALSE(found({assign.first, assign.function, 1}));
+    EXPECT_FALSE(found({assign.first, trace.function, assign.second}));
+    EXPECT_FALSE(found({trace.first, trace.function, assign.second}));
+  }
+}
+
 }  // namespace
