@@ -70,6 +70,13 @@ TEST_F(PropertiesMapTest, RootPointAndRootKeyBeforeAndAfterLoad) {
   EXPECT_EQ(get(TROVE_PROP_ROOT_KEY, buffer, 4u), errOk);
   EXPECT_STREQ(buffer, "a/b");
   EXPECT_EQ(get(TROVE_PROP_ROOT_KEY, nullptr, 4u), errInvalidArgument);
+  // Before the load no key resolves and the root key cannot move.
+  uint64_t out = 0;
+  EXPECT_TRUE(is(openKey(&out, 0, "a", 1u), errInvalidKey, out, TROVE_INVALID_KEY));
+  EXPECT_EQ(setRootStr(""), errWrongState);
+  EXPECT_EQ(setDword(0, "v", 5), errInvalidKey);
+  EXPECT_EQ(clean(), errOk) << "nothing to clean";
+  EXPECT_EQ(changed(), 0u);
   load();  // a store without a name does not apply the pending root point
   EXPECT_EQ(object.rootPoint(), "");
   // Once loaded, both properties move the root key.
