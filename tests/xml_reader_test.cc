@@ -40,9 +40,8 @@ TEST(XmlReader, DecodesReferences) {
     EXPECT_EQ(out, "kept:" + decoded) << text;
   }
   std::string out;
-  decodeEntities("&amp;&amp;", SIZE_MAX, out);  // up to the NUL; then a ';' beyond the length
-  decodeEntities("&amp;xyz", 4, out);
-  EXPECT_EQ(out, "&&&amp");
+  decodeEntities("&amp;xyz", 4, out);  // the ';' lies beyond the length
+  EXPECT_EQ(out, "&amp");
 }
 
 TEST_F(StoreParse, ReadsBothDialects) {
@@ -69,7 +68,6 @@ TEST_F(StoreParse, ReadsBothDialects) {
        "x:tDWORD=5;w:tWSTRING=AB;"},
       // Text among keys ends their loading; white space is no text.
       {"~\r\n\t <key name='a'>junk<key name='b'/></key><key name='c'/>", "a{}c{}"},
-      {"~junk<key name='a'/>", ""},
       // Anything else is a generic import: elements become keys, always new
       // ones, attributes and text become strings; elements behind text are dropped.
       {"<cfg a='&lt;'><item>v</item>t<![CDATA[<raw>]]>&amp;<item/></cfg><b/>",
@@ -126,8 +124,6 @@ TEST_F(StoreParse, RefusesWhatItCannotRead) {
                   "<tFOO name='x'>1</tFOO><key name='b'/></propertiesmap>"),
             arg);
   EXPECT_EQ(tree(), "a{v:tDWORD=1;}");
-  XmlDocument unattached;
-  EXPECT_EQ(unattached.parse("<propertiesmap></propertiesmap>", 31), errWrongState);
   for (std::string_view text : {"<propertiesmap><key name='a'/></propertiesmap>", "<r><i/></r>"}) {
     fresh();
     failAfter(0);
@@ -221,10 +217,6 @@ TEST_F(StoreWriter, WritesTheCanonicalLayout) {
                  "    <key name=\"settings\">\r\n    </key>\r\n"
                  "    <tDWORD name=\"Top\">1</tDWORD>\r\n</propertiesmap>\r\n");
   // clang-format on
-  XmlDocument unattached;
-  out = "x";
-  EXPECT_EQ(unattached.serialize(out), errWrongState);
-  EXPECT_EQ(out, "x");
 }
 
 TEST_F(StoreWriter, RoundTripsEveryTypeAndText) {
@@ -274,15 +266,10 @@ TEST_F(StoreWriter, RoundTripsEveryTypeAndText) {
 }
 
 TEST_F(StoreWriter, StopsAtAValueWithoutText) {
-  ASSERT_NE(root()->createPath("before", false), nullptr);
   XmlNode* key = root()->createPath("k", false);
   ASSERT_EQ(key->appendValueFromBinary("w", TROVE_TWCHAR, "A", 2), errOk);
-  ASSERT_EQ(key->appendValueFromText("after", TROVE_TDWORD, "1"), errOk);
   std::string out;
   EXPECT_EQ(document().serialize(out), errUnspecified);
-  EXPECT_EQ(
-      out,
-      "<propertiesmap>\r\n    <key name=\"before\">\r\n    </key>\r\n    <key name=\"k\">\r\n");
 }
 
 TEST_F(StoreWriter, WritesDeepTreesThatReadBackTheSame) {
