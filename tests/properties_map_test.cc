@@ -170,6 +170,7 @@ TEST_F(PropertiesMapTest, RootPointAndRootKeyBeforeAndAfterLoad) {
   EXPECT_EQ(size_ + handle, 8u);
   EXPECT_EQ(get(TROVE_PROP_ROOT_KEY, nullptr, 8u), errInvalidArgument);
   EXPECT_EQ(changed(), 1u) << "from creating the keys, not from moving the root key";
+  EXPECT_TRUE(trace_->contains("getRootPoint") && trace_->contains("getRootKey"));
 }
 
 TEST_F(PropertiesMapTest, WithLockingOnAtLoadEveryMethodReleasesTheLockOnEveryPath) {

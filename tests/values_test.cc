@@ -163,6 +163,7 @@ TEST_F(ValuesTest, MethodsWriteOneTraceLine) {
   EXPECT_TRUE(traced(closeKey(0x1234567890ABCDEFull), "Closing key 90abcdef"));
   EXPECT_TRUE(traced(openKeyByIndex(&out, 0, ~0u), "PropertiesMap::OpenKeyByIndex -1"));
   EXPECT_TRUE(traced(deleteKeyByInd(0, 2u), "PropertiesMap::DeleteKeyByInd 2 "));
+  EXPECT_TRUE(traced(deleteKey(0, "x"), "PropertiesMap::DeleteKey x"));
   EXPECT_TRUE(
       traced(setValue(0, "w", 4u, &word, 4u, 1u), "PropertiesMap::SetValue w (0x" + at + ":4)"));
   EXPECT_TRUE(traced(getValue(nullptr, 0, "w", nullptr, &out, 2u), "Getting value ?\\w"));
