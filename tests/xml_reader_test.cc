@@ -67,7 +67,7 @@ TEST_F(StoreParse, ReadsBothDialects) {
       {"~\r\n\t <key name='a'>junk<key name='b'/></key><key name='c'/>", "a{}c{}"},
       // Anything else is a generic import: elements become keys, always new
       // ones, attributes and text become strings; elements behind text are dropped.
-      {"<cfg a='&lt;'><item>v</item>t<![CDATA[<raw>]]>&amp;<item/></cfg><b/>",
+      {"<cfg a='&lt;'><item><![CDATA[v]]></item>t<![CDATA[<raw>]]>&amp;<item/></cfg><b/>",
        "cfg{a:tSTRING=<;noname:tSTRING=t<raw>&;item{noname:tSTRING=v;}}b{}"},
       {"<r>\r\n  <k a = '1' a='2'/><K/>  </r>", "r{k{a:tSTRING=1;a:tSTRING=2;}K{}}"},
       {"<PropertiesMap><key name='a'/></PropertiesMap>", "PropertiesMap{key{name:tSTRING=a;}}"},
