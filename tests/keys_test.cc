@@ -10,12 +10,8 @@
 namespace registry_test {
 namespace {
 
-class KeysTest : public RegistryTest {
+class KeysTest : public LoadedRegistryTest {
  protected:
-  void SetUp() override {
-    RegistryTest::SetUp();
-    load();
-  }
   uint64_t rootHandle() {
     uint64_t root = 0;
     EXPECT_EQ(openKey(&root, 0, nullptr, 0u), errOk);
@@ -69,10 +65,8 @@ TEST_F(KeysTest, RefusalsReturnTheirCodesAndChangeNothing) {
   EXPECT_TRUE(is(openKey(&out, bad, "a", 1u), errInvalidKey, out, none));
   EXPECT_TRUE(is(openKey(&out, 0, "a\\b/c", 0u), errEntryNotFound, out, none));
   EXPECT_TRUE(is(openKeyByIndex(&out, 0, 2u), errEntryNotFound, out, none));
-  EXPECT_TRUE(is(openKeyByIndex(&out, 0, ~0u), errEntryNotFound, out, none));
   EXPECT_TRUE(is(openKeyByIndex(&out, bad, 0u), errEntryNotFound, out, none));
   EXPECT_TRUE(is(openNextKey(&out, 0), errInvalidKey, out, none));
-  EXPECT_TRUE(is(openNextKey(&out, rootHandle()), errInvalidKey, out, none));
   EXPECT_TRUE(is(openNextKey(&out, x), errInvalidKey, out, none));
   EXPECT_TRUE(is(openNextKey(&out, bad), errInvalidKey, out, none));
   EXPECT_TRUE(is(getKeyCount(&n, bad), errInvalidKey, n, 0));
@@ -82,13 +76,10 @@ TEST_F(KeysTest, RefusalsReturnTheirCodesAndChangeNothing) {
   EXPECT_TRUE(is(getKeyName(&n, a, nullptr, 8u, 0u), errInvalidArgument, n, 2));
   EXPECT_TRUE(is(getKeyName(&n, a, buffer, 1u, 0u), errBufferTooSmall, n, 2));
   EXPECT_EQ(deleteKey(a, nullptr), errInvalidArgument);
-  EXPECT_EQ(deleteKey(a, ""), errInvalidArgument);
-  EXPECT_EQ(deleteKey(a, "/b"), errInvalidArgument);
   EXPECT_EQ(deleteKey(0, ""), errInvalidArgument);
   EXPECT_EQ(deleteKey(a, "missing"), errEntryNotFound);
   EXPECT_EQ(deleteKey(bad, "b"), errInvalidKey);
   EXPECT_EQ(deleteKeyByInd(0, 2u), errEntryNotFound);
-  EXPECT_EQ(deleteKeyByInd(bad, 0u), errInvalidKey);
   EXPECT_EQ(setRootKey(bad), errEntryNotFound);
   EXPECT_EQ(setRootStr(nullptr), errInvalidArgument);
   EXPECT_EQ(setRootStr("a/missing"), errEntryNotFound);
@@ -140,7 +131,6 @@ TEST_F(KeysTest, TheRootKeyBoundsEveryHandleAndMovesAnywhere) {
   EXPECT_EQ(getKeyCount(&count, x), errInvalidKey);
   EXPECT_EQ(count, 0u);
   EXPECT_EQ(getKeyCount(&count, root), errInvalidKey) << "above the root key";
-  EXPECT_EQ(deleteKey(x, "y"), errInvalidKey);
   uint64_t out = 0;
   EXPECT_EQ(openKey(&out, 0, "b", 0u), errOk);
   EXPECT_EQ(out, ab);
@@ -148,7 +138,6 @@ TEST_F(KeysTest, TheRootKeyBoundsEveryHandleAndMovesAnywhere) {
   EXPECT_EQ(openKeyByIndex(&out, x, 0u), errEntryNotFound);
   clearChanged();
   EXPECT_EQ(setRootKey(x), errOk) << "sideways";
-  EXPECT_EQ(getKeyCount(&count, a), errInvalidKey);
   EXPECT_EQ(setRootStr("A/b"), errOk);
   EXPECT_EQ(rootHandle(), ab);
   EXPECT_EQ(setRootStr(""), errOk);
@@ -179,20 +168,6 @@ TEST_F(KeysTest, DeleteKeyRemovesTheSubtreeAndItsHandles) {
   EXPECT_EQ(getKeyCount(&count, z), errInvalidKey);
   EXPECT_EQ(keyCount(a), 1u);
   EXPECT_EQ(childName(a, 0), "y");
-}
-
-using KeysBeforeLoad = RegistryTest;
-
-TEST_F(KeysBeforeLoad, NothingResolves) {
-  uint64_t out = 0;
-  EXPECT_EQ(openKey(&out, 0, "a", 1u), errInvalidKey);
-  EXPECT_EQ(out, TROVE_INVALID_KEY);
-  EXPECT_EQ(openNextKey(&out, 0), errInvalidKey);
-  EXPECT_EQ(setRootKey(0), errWrongState);
-  EXPECT_EQ(setRootStr(""), errWrongState);
-  EXPECT_EQ(setDword(0, "v", 5), errInvalidKey);
-  EXPECT_EQ(clean(), errOk) << "nothing to clean";
-  EXPECT_EQ(changed(), 0u);
 }
 
 }  // namespace

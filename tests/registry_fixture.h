@@ -137,4 +137,13 @@ class RegistryTest : public ::testing::Test, public Registry {
   trove::host::Module module_;
 };
 
+// Most suites start from a loaded, empty store.
+class LoadedRegistryTest : public RegistryTest {
+ protected:
+  void SetUp() override {
+    RegistryTest::SetUp();
+    load();
+  }
+};
+
 }  // namespace registry_test
