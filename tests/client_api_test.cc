@@ -202,6 +202,25 @@ TEST(ClientApi, SavesOpenFailuresAndReadOnlyStores) {
 
 // A store whose directory has gone cannot be saved: the failure reaches the
 // handler, or standard error, or the caller of close().
+// Every save opens the store's directory to make the rename durable; none
+// of what it opens may stay open.
+TEST(ClientApi, SavesLeaveNoDescriptorOpen) {
+  auto openDescriptors = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                         std::filesystem::directory_iterator());
+  };
+  ScratchDirectory dir;
+  const auto before = openDescriptors();
+  {
+    auto store = trove::Store::openFile(dir.file("fd.xml"), {.createIfMissing = true});
+    for (uint32_t i = 0; i < 3; ++i) {
+      store.createKey("a").set<uint32_t>("n", i);
+      store.save();
+    }
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
 TEST(ClientApi, AFailedSaveWhereNothingCanThrowIsReported) {
   ScratchDirectory scratch;
   const std::string dir = scratch.file("gone"), path = dir + "/store.xml";

@@ -371,6 +371,9 @@ TEST(HostRoot, ResolvesOnlyTheFunctionsItProvides) {
     EXPECT_FALSE(found({assign.first, assign.function, 1}));
     EXPECT_FALSE(found({assign.first, trace.function, assign.second}));
     EXPECT_FALSE(found({trace.first, trace.function, assign.second}));
+    EXPECT_EQ(host.counters().resolveHostFunction, 5u);
+    host.resetCounters();
+    EXPECT_EQ(host.counters().resolveHostFunction, 0u);
   }
 }
 
