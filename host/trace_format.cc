@@ -15,7 +15,7 @@
 namespace trove::host {
 namespace {
 
-// A directive's printf spec once its '*' arguments are taken.
+// A directive's printf form once its '*' arguments are taken.
 struct Spec {
   std::string flags;
   int width = kTraceNumberAbsent;
@@ -57,7 +57,7 @@ std::string printfSpec(const Spec& spec, char conversion) {
   return out;
 }
 
-// The spec for a conversion whose argument has one size only.
+// The printf directive for a conversion whose argument has one size only.
 std::string printfSpecWithoutLength(Spec spec, char conversion) {
   spec.length = {};
   return printfSpec(spec, conversion);

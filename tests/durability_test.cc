@@ -84,7 +84,7 @@ const std::string kOld = canonicalCount(1);
 const std::string kNew = canonicalCount(2);
 
 // The files beside a store, suffix ("" the store itself) -> content, from a
-// specification "=old .bak=first .tmpabc=new" ("old" and "new" are kOld and kNew).
+// description "=old .bak=first .tmpabc=new" ("old" and "new" are kOld and kNew).
 using Files = std::map<std::string, std::string>;
 Files files(const std::string& spec) {
   Files result;
