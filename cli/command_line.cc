@@ -64,8 +64,8 @@ void defineCommandLine(CLI::App& app, Invocation& in) {
       ->check(CLI::Range(0u, 2u).description(""))
       ->capture_default_str();
   app.add_option("--wait", in.waitSeconds,
-                 "How long a command waits for another program that is writing the same store "
-                 "before it fails")
+                 "How long a command waits for another program that is writing or reading the "
+                 "same store before it fails")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.0, 86400.0).description(""))
       ->capture_default_str();

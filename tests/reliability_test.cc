@@ -1,9 +1,13 @@
 // Writers of one store across processes, recovery of a store that an
 // interrupted save left missing, and saves that keep what the file was:
 // through the client API and the built tool, on real files.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <thread>
 
 #include "run_program.h"
 #include "store_files.h"
@@ -37,15 +41,21 @@ class ReliabilityTest : public ::testing::Test {
   store_test::ScratchDirectory dir_;
 };
 
-TEST_F(ReliabilityTest, TwentyConcurrentToolSetsAllSurvive) {
+TEST_F(ReliabilityTest, TwentyConcurrentToolSetsAllSurviveAndReadersBesideThemSucceed) {
+  writeFile(file("profiles.xml"), withValue(0));
   std::vector<store_test::RunningProgram> running;
   for (int i = 1; i <= 20; ++i) {
     const std::string n = std::to_string(i);
     // A generous wait: the machine may be busy; what counts is that none is lost.
     running.push_back(store_test::startProgram(
         TROVE_CLI_PATH, {"--wait", "300", "set", "App", "V" + n, "tDWORD", n}, dir_, n));
+    running.push_back(store_test::startProgram(TROVE_CLI_PATH, {"--wait", "300", "get", "App", "v"},
+                                               dir_, "get" + n));
   }
-  for (const auto& run : running) EXPECT_EQ(store_test::finishProgram(run).status, 0);
+  for (const auto& run : running) {
+    const Outcome outcome = store_test::finishProgram(run);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+  }
   for (uint32_t i = 1; i <= 20; ++i) EXPECT_EQ(valueIn("profiles.xml", "V" + std::to_string(i)), i);
   EXPECT_EQ(dir_.entries(), (std::set<std::string>{"profiles.xml", "profiles.xml.bak2"}));
 }
@@ -94,6 +104,47 @@ TEST_F(ReliabilityTest, ConflictsAreRefusedOrReappliedAndTheLockKeepsWritersOut)
   holder.close();
   EXPECT_EQ(valueIn("s.xml"), 6u);
   EXPECT_FALSE(fileExists(file("s.xml.lock")));
+}
+
+// The module holds a store file exclusively while it reads it, so another
+// program's load is waited out, by readers and writers alike.
+TEST_F(ReliabilityTest, AStoreAnotherProgramIsReadingIsWaitedFor) {
+  writeFile(file("s.xml"), withValue(1));
+  const auto holdStore = [&] {
+    const int fd = open(file("s.xml").c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(flock(fd, LOCK_EX), 0);
+    return fd;
+  };
+  for (const bool readOnly : {true, false}) {
+    const int held = holdStore();
+    const std::jthread release([held] {
+      usleep(100000);
+      close(held);
+    });
+    try {
+      EXPECT_EQ(trove::Store::openFile(file("s.xml"), {.readOnly = readOnly})
+                    .key("App")
+                    .get<uint32_t>("v"),
+                1u);
+    } catch (const trove::Error& error) {
+      ADD_FAILURE() << error.what();
+    }
+  }
+
+  const int held = holdStore();
+  for (const bool readOnly : {true, false}) {
+    try {
+      trove::Store::openFile(file("s.xml"),
+                             {.readOnly = readOnly, .lockWait = std::chrono::milliseconds(30)});
+      FAIL() << "a held store was read";
+    } catch (const trove::Error& error) {
+      EXPECT_EQ(error.code(), errSysSharingViolation);
+    }
+  }
+  const Outcome refused = trove({"--store", "s.xml", "--wait", "0", "get", "App", "v"});
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_TRUE(has(refused.err, "in use by another program")) << refused.err;
+  close(held);
 }
 
 TEST_F(ReliabilityTest, AStoreMissingAfterAnInterruptedSaveIsRestored) {

@@ -4,6 +4,7 @@
 
 #include "close_error_report.h"
 #include "kept_attributes.h"
+#include "retry_pause.h"
 #include "store_recovery.h"
 #include "store_state.h"
 #include "trove/client/error.h"
@@ -51,6 +52,21 @@ void StoreState::loadObject() {
   }
 }
 
+// The module holds a store file exclusively while it reads it, so another
+// program's load of the same file refuses this one for the milliseconds it
+// takes. That is waited out as long as the writer lock would be.
+void StoreState::loadFileObject() {
+  RetryPause retry(options.lockWait);
+  for (;;) {
+    try {
+      loadObject();
+      return;
+    } catch (const Error& error) {
+      if (error.code() != errSysSharingViolation || !retry.pause()) throw;
+    }
+  }
+}
+
 void StoreState::load() {
   if (path.empty()) {
     loadObject();
@@ -92,7 +108,7 @@ void StoreState::loadFile() {
   requireRegularFile(filePath, "open " + label());
   if (options.readOnly) {
     try {
-      loadObject();
+      loadFileObject();
     } catch (const Error& error) {
       // The name is empty in the middle of another writer's save, or after
       // a crashed one: under the lock the save is over, or the store is
@@ -100,7 +116,7 @@ void StoreState::loadFile() {
       if (error.code() != errFileNotFound || !options.recover || !hasCopies(filePath)) throw;
       StoreLock held(filePath, options.lockWait, label());
       restoreUnderLock();
-      loadObject();
+      loadFileObject();
     }
     return;
   }
@@ -109,7 +125,7 @@ void StoreState::loadFile() {
   if (!lock.held()) lock = StoreLock(filePath, options.lockWait, label());
   try {
     restoreUnderLock();
-    loadObject();
+    loadFileObject();
   } catch (...) {
     lock.release();
     throw;
@@ -151,7 +167,7 @@ int32_t StoreState::saveFile() {
     object.setField<uint32_t>(TROVE_PROP_SAVE_ON_CLOSE, 0);
     restoreUnderLock();
     requireRegularFile(filePath, action);
-    loadObject();
+    loadFileObject();
     journal.replay(object, label());
   }
   KeptAttributes kept(filePath);

@@ -6,12 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <thread>
 #include <utility>
 
+#include "retry_pause.h"
 #include "trove/client/store_file_error.h"
 #include "trove/result_codes.h"
 
@@ -38,8 +37,7 @@ std::string seconds(std::chrono::milliseconds wait) {
 StoreLock::StoreLock(const std::string& storePath, std::chrono::milliseconds wait,
                      const std::string& label)
     : path_(storePath + ".lock") {
-  const auto deadline = std::chrono::steady_clock::now() + wait;
-  auto pause = std::chrono::milliseconds(1);
+  RetryPause retry(wait);
   for (;;) {
     const int fd = ::open(path_.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
     // No directory yet: no store and no other writer; the load reports it.
@@ -62,15 +60,10 @@ StoreLock::StoreLock(const std::string& storePath, std::chrono::milliseconds wai
       throw StoreFileError(errAccessDenied, "lock " + label,
                            "cannot lock " + path_ + ": " + std::strerror(error));
     }
-    if (locked != 0 && std::chrono::steady_clock::now() >= deadline) {
+    // Polling, since flock has no timed wait.
+    if (locked != 0 && !retry.pause()) {
       throw StoreFileError(errSysSharingViolation, "lock " + label,
                            "another writer held " + path_ + " for more than " + seconds(wait));
-    }
-    // Polling, since flock has no timed wait; short pauses first, as most
-    // saves take milliseconds.
-    if (locked != 0) {
-      std::this_thread::sleep_for(pause);
-      pause = std::min(pause * 2, std::chrono::milliseconds(50));
     }
   }
 }

@@ -66,6 +66,7 @@ struct StoreState {
 
  private:
   void loadObject();
+  void loadFileObject();
   void loadFile();
   void restoreUnderLock();
   int32_t saveFile();

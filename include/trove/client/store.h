@@ -38,7 +38,9 @@ struct StoreOptions {
 
   // Writers of one file exclude each other across processes (README,
   // "Reliability"). How long to wait for another writer before failing with
-  // StoreFileError (errSysSharingViolation).
+  // StoreFileError (errSysSharingViolation), and for another program that is
+  // reading the file (the module holds it exclusively meanwhile) before
+  // failing with Error (errSysSharingViolation).
   std::chrono::milliseconds lockWait{10000};
   // Hold the writer lock from the load to close(), so that no other writer
   // comes between loading, changing and saving. Otherwise it is held only
