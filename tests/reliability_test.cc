@@ -1,4 +1,4 @@
-// Writers of one store across processes, recovery of a store that an
+// Writers and readers of one store across processes, recovery of a store that an
 // interrupted save left missing, and saves that keep what the file was:
 // through the client API and the built tool, on real files.
 #include <fcntl.h>
