@@ -13,16 +13,13 @@
 
 namespace {
 
+using store_test::has;
 using store_test::Outcome;
 using store_test::readFile;
 using store_test::runProgram;
 using store_test::writeFile;
 namespace fs = std::filesystem;
 using Args = std::vector<std::string>;
-
-bool has(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 const char kSample[] =
     "<propertiesmap>\n"

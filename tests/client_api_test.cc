@@ -14,12 +14,9 @@
 
 namespace {
 
+using store_test::has;
 using store_test::readFile;
 using store_test::ScratchDirectory;
-
-bool has(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 // Runs `action`, which must throw a trove::Error with `code`; returns its message.
 template <typename Action>

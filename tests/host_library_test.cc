@@ -16,6 +16,7 @@
 
 namespace {
 
+using store_test::has;
 using store_test::ScratchDirectory;
 using trove::host::formatTrace;
 using trove::host::Host;
@@ -26,10 +27,6 @@ using trove::host::Status;
 using trove::host::StoreIo;
 using trove::host::StringObject;
 namespace fs = std::filesystem;
-
-bool has(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 // ---- A hand-made interface, registered through the root as a module would.
 

@@ -16,13 +16,10 @@
 namespace {
 
 using store_test::fileExists;
+using store_test::has;
 using store_test::Outcome;
 using store_test::readFile;
 using store_test::writeFile;
-
-bool has(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 std::string withValue(uint32_t v) {
   return "<propertiesmap>\r\n    <key name=\"App\">\r\n        <tDWORD name=\"v\">" +

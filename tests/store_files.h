@@ -1,5 +1,5 @@
 // Real files for the store tests: a scratch directory removed at the end of
-// each test, and whole-file reads and writes.
+// each test, whole-file reads and writes, and a substring check for outputs.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -57,6 +57,10 @@ inline std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return "<missing>";
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline bool has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
 }
 
 inline bool fileExists(const std::string& path) {
